@@ -1,0 +1,229 @@
+#include "engine/image/EXIF.h"
+
+#include "engine/support/Text.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace nullprint::image {
+namespace {
+
+// Exif 4.6.5, UserComment: eight bytes say in which characters the rest is.
+constexpr std::string_view commentASCII("ASCII\0\0\0", 8);
+constexpr std::string_view commentUnicode("UNICODE\0", 8);
+constexpr std::size_t commentCodeBytes = 8;
+
+// UTF-16 without a byte-order mark is in the order of the file, as the standard has it, unless
+// that makes it mostly characters above U+00FF while the other order does not.
+ByteOrder likelyOrder(ByteSpan text, ByteOrder order)
+{
+    std::size_t zerosAtEven = 0;
+    std::size_t zerosAtOdd = 0;
+    for (std::size_t index = 0; index + 1 < text.size(); index += 2) {
+        zerosAtEven += text[index] == 0 ? 1U : 0U;
+        zerosAtOdd += text[index + 1] == 0 ? 1U : 0U;
+    }
+    if (zerosAtEven == zerosAtOdd)
+        return order;
+    return zerosAtEven > zerosAtOdd ? ByteOrder::big : ByteOrder::little;
+}
+
+std::string commentText(ByteSpan raw, ByteOrder order)
+{
+    if (raw.size() < commentCodeBytes)
+        return storedText(raw);
+    const std::string_view code = asText(raw.first(commentCodeBytes));
+    ByteSpan text = raw.subspan(commentCodeBytes);
+    if (code != commentUnicode) {
+        const bool isMarked = code == commentASCII || code.find_first_not_of('\0') == code.npos ||
+                              code.starts_with("JIS");
+        return storedText(isMarked ? text : raw);
+    }
+    if (text.size() >= 2 && (text[0] ^ text[1]) == (0xFE ^ 0xFF) && (text[0] & text[1]) == 0xFE) {
+        order = text[0] == 0xFE ? ByteOrder::big : ByteOrder::little;
+        return textFromUTF16(text.subspan(2), order);
+    }
+    return textFromUTF16(text, likelyOrder(text, order));
+}
+
+// Degrees, minutes and seconds as decimal degrees (Exif 4.6.6, GPSLatitude).
+Value degrees(Value value)
+{
+    if (const double* whole = std::get_if<double>(&value))
+        return *whole;
+    const auto* parts = std::get_if<Numbers>(&value);
+    if (parts == nullptr || parts->size() > 3)
+        return Opaque{};
+    double total = 0;
+    double scale = 1;
+    for (const double part : *parts) {
+        total += part / scale;
+        scale *= 60;
+    }
+    return total;
+}
+
+class Reader {
+public:
+    Reader(const IFDReader& ifds, ByteSource& source, Properties& properties)
+        : ifds(ifds)
+        , source(source)
+        , properties(properties)
+    {
+    }
+
+    void readMain(std::uint64_t offset)
+    {
+        const auto directory = ifds.readDirectory(offset);
+        if (!directory.ok())
+            return;
+        for (const Field& field : directory.value().fields)
+            properties.add(Group::tiff, field.tag, ifds.value(field));
+        readLinked(directory.value(), tag::exifIFD, Group::exif);
+        readLinked(directory.value(), tag::gpsIFD, Group::gps);
+    }
+
+private:
+    void readLinked(const Directory& parent, std::uint16_t tag, Group group)
+    {
+        const Field* pointer = parent.find(tag);
+        if (pointer == nullptr)
+            return;
+        const auto offsets = ifds.integers(*pointer, 1);
+        if (!offsets.ok() || offsets.value().empty())
+            return;
+        const auto directory = ifds.readDirectory(offsets.value()[0]);
+        if (!directory.ok())
+            return;
+        for (const Field& field : directory.value().fields)
+            properties.add(group, field.tag, valueIn(group, field));
+    }
+
+    Value valueIn(Group group, const Field& field) const
+    {
+        if (group == Group::exif && field.tag == tag::userComment) {
+            const std::uint64_t length = std::min(field.value.length, limits::textBytes);
+            const auto raw = source.copyOf({field.value.offset, length});
+            return raw.ok() ? Value(commentText(raw.value(), ifds.order())) : Value();
+        }
+        Value value = ifds.value(field);
+        const bool isCoordinate = group == Group::gps &&
+                                  (field.tag == tag::gpsLatitude || field.tag == tag::gpsLongitude);
+        return isCoordinate ? degrees(std::move(value)) : value;
+    }
+
+    const IFDReader& ifds;
+    ByteSource& source;
+    Properties& properties;
+};
+
+// Gathers the fields of one directory, in ascending order of tag, and what does not fit into them.
+class FreshDirectory {
+public:
+    void addShort(std::uint16_t tag, std::uint16_t value)
+    {
+        addHead(tag, FieldType::unsigned16);
+        append16(fields, value, ByteOrder::big);
+        append16(fields, 0, ByteOrder::big);
+    }
+
+    // `outside` is where values outside of the fields begin.
+    void addRational(std::uint16_t tag, double value, std::uint32_t outside)
+    {
+        addHead(tag, FieldType::rational);
+        append32(fields, outside + static_cast<std::uint32_t>(values.size()), ByteOrder::big);
+        constexpr double largest = 4294967295.0;
+        const bool isWhole = value == std::floor(value) && value <= largest;
+        const double denominator = isWhole || value * 10000 > largest ? 1 : 10000;
+        const double numerator = std::min(std::round(value * denominator), largest);
+        append32(values, static_cast<std::uint32_t>(numerator), ByteOrder::big);
+        append32(values, static_cast<std::uint32_t>(denominator), ByteOrder::big);
+    }
+
+    Bytes finished() const
+    {
+        Bytes out;
+        append(out, std::string_view("MM\0*\0\0\0\x08", 8));
+        append16(out, count, ByteOrder::big);
+        append(out, fields);
+        append32(out, 0, ByteOrder::big); // No next directory.
+        append(out, values);
+        return out;
+    }
+
+private:
+    void addHead(std::uint16_t tag, FieldType type)
+    {
+        ++count;
+        append16(fields, tag, ByteOrder::big);
+        append16(fields, static_cast<std::uint16_t>(type), ByteOrder::big);
+        append32(fields, 1, ByteOrder::big);
+    }
+
+    std::uint16_t count = 0;
+    Bytes fields;
+    Bytes values;
+};
+
+} // namespace
+
+void readEXIFDirectories(const IFDReader& reader,
+                         ByteSource& source,
+                         std::uint64_t directory,
+                         Properties& properties)
+{
+    Reader(reader, source, properties).readMain(directory);
+}
+
+void readEXIF(ByteSource& source, Properties& properties)
+{
+    const auto reader = IFDReader::open(source);
+    if (reader.ok())
+        readEXIFDirectories(reader.value(), source, reader.value().firstDirectory(), properties);
+}
+
+void readEXIFBlock(ByteSource& source, ByteRange block, Properties& properties)
+{
+    constexpr std::string_view mark("Exif\0\0", 6);
+    ByteCursor cursor(source, block);
+    if (cursor.startsWith(mark))
+        block = {block.offset + mark.size(), block.length - mark.size()};
+    PartSource part(source, block);
+    readEXIF(part, properties);
+}
+
+std::optional<std::uint16_t> turnedOrientation(const Properties& properties)
+{
+    const auto stored = properties.number(Group::tiff, tag::orientation);
+    if (!stored || *stored < 2 || *stored > 8 || *stored != std::floor(*stored))
+        return std::nullopt;
+    return static_cast<std::uint16_t>(*stored);
+}
+
+std::optional<Resolution> storedResolution(const Properties& properties)
+{
+    const auto x = properties.number(Group::tiff, tag::xResolution);
+    const auto y = properties.number(Group::tiff, tag::yResolution);
+    if (!x || !y || *x <= 0 || *y <= 0)
+        return std::nullopt;
+    const double unit = properties.number(Group::tiff, tag::resolutionUnit).value_or(2);
+    const bool isKnown = unit == 1 || unit == 2 || unit == 3;
+    return Resolution{*x, *y, isKnown ? static_cast<std::uint16_t>(unit) : std::uint16_t{2}};
+}
+
+Bytes freshEXIF(std::optional<std::uint16_t> orientation, std::optional<Resolution> resolution)
+{
+    // Header (8), count (2), 12 a field, next (4).
+    const std::uint32_t outside = 14 + 12 * ((orientation ? 1U : 0U) + (resolution ? 3U : 0U));
+    FreshDirectory directory;
+    if (orientation)
+        directory.addShort(tag::orientation, *orientation);
+    if (resolution) {
+        directory.addRational(tag::xResolution, resolution->x, outside);
+        directory.addRational(tag::yResolution, resolution->y, outside);
+        directory.addShort(tag::resolutionUnit, resolution->unit);
+    }
+    return directory.finished();
+}
+
+} // namespace nullprint::image

@@ -1,0 +1,33 @@
+#include "engine/image/ImageFormats.h"
+
+#include "engine/image/JPEG.h"
+#include "engine/image/PNG.h"
+
+#include <algorithm>
+
+namespace nullprint::image {
+namespace {
+
+constexpr std::array formats{&jpegFormat, &pngFormat};
+
+} // namespace
+
+std::span<const ImageFormat* const> imageFormats()
+{
+    return formats;
+}
+
+const ImageFormat* formatOf(ByteSource& source)
+{
+    const auto length = std::min<std::uint64_t>(source.size(), signatureBytes);
+    const auto head = source.view(0, static_cast<std::size_t>(length));
+    if (!head.ok())
+        return nullptr;
+    for (const ImageFormat* format : formats) {
+        if (format->hasSignature(head.value()))
+            return format;
+    }
+    return nullptr;
+}
+
+} // namespace nullprint::image

@@ -1,0 +1,524 @@
+// JPEG: markers and segments, with entropy-coded data after each start of scan. Nothing is decoded.
+// B.1 and the like are clauses of ITU-T T.81; "JFIF" is ITU-T T.871; ICC.1 is the profile's own
+// standard, annex B.4; Exif is CIPA DC-008, 4.5.
+#include "engine/image/JPEG.h"
+
+#include "engine/image/CleaningPolicy.h"
+#include "engine/image/EXIF.h"
+#include "engine/image/IPTC.h"
+#include "engine/support/ByteCursor.h"
+#include "engine/support/FindBytes.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace nullprint::image {
+namespace {
+
+// Table B.1, by second byte.
+namespace marker {
+constexpr Byte temporary = 0x01;
+constexpr Byte startOfFrame0 = 0xC0;
+constexpr Byte huffmanTables = 0xC4;
+constexpr Byte reservedJPG = 0xC8;
+constexpr Byte arithmeticConditioning = 0xCC;
+constexpr Byte startOfFrame15 = 0xCF;
+constexpr Byte restart0 = 0xD0;
+constexpr Byte restart7 = 0xD7;
+constexpr Byte startOfImage = 0xD8;
+constexpr Byte endOfImage = 0xD9;
+constexpr Byte startOfScan = 0xDA;
+constexpr Byte quantisationTables = 0xDB;
+constexpr Byte numberOfLines = 0xDC;
+constexpr Byte restartInterval = 0xDD;
+constexpr Byte hierarchicalProgression = 0xDE;
+constexpr Byte expandReference = 0xDF;
+constexpr Byte application0 = 0xE0;
+constexpr Byte application15 = 0xEF;
+constexpr Byte comment = 0xFE;
+} // namespace marker
+
+struct SegmentName {
+    Byte marker;
+    std::string_view start;
+    BlockKind kind;
+};
+
+// An application segment is what its first bytes say; one that is not named here is `application`.
+constexpr std::array segmentNames{
+    SegmentName{0xE0, {"JFIF\0", 5}, BlockKind::resolution},            // JFIF 10.1; see `planJPEG`
+    SegmentName{0xE0, {"JFXX\0", 5}, BlockKind::thumbnail},             // JFIF 10.2
+    SegmentName{0xE1, {"Exif\0", 5}, BlockKind::exif},                  // Exif 4.5.4
+    SegmentName{0xE1, "http://ns.adobe.com/", BlockKind::xmp},          // ISO 16684-3, 1.1.3
+    SegmentName{0xE2, {"ICC_PROFILE\0", 12}, BlockKind::colourProfile}, // ICC.1 B.4
+    SegmentName{0xE2, {"MPF\0", 4}, BlockKind::extraImage},             // CIPA DC-007, 5.1
+    SegmentName{0xED, {"Photoshop 3.0\0", 14}, BlockKind::iptc},
+    SegmentName{0xED, "Adobe_Photoshop2.5:", BlockKind::iptc},
+    SegmentName{0xEE, "Adobe", BlockKind::colourTransform}, // T.872, 6.5.3
+};
+
+struct Segment {
+    Byte marker = 0;
+    BlockKind kind = BlockKind::unknown;
+    ByteRange filler;  // Bytes between what comes before and this segment.
+    ByteRange whole;   // From the 0xFF before the marker on.
+    ByteRange payload; // What stands behind the length; empty where there is no length.
+    ByteRange scan;    // The entropy-coded data behind a start of scan.
+};
+
+// Start of image first; end of image last, where the file has one.
+struct Layout {
+    std::vector<Segment> segments;
+    ByteRange trailer;
+};
+
+bool isStandalone(Byte code)
+{
+    return code == marker::temporary || (code >= marker::restart0 && code <= marker::endOfImage);
+}
+
+// SOF0 to SOF15 without the three codes among them that mean something else.
+bool isStartOfFrame(Byte code)
+{
+    return code >= marker::startOfFrame0 && code <= marker::startOfFrame15 &&
+           code != marker::huffmanTables && code != marker::reservedJPG &&
+           code != marker::arithmeticConditioning;
+}
+
+// B.1.1.2: any number of 0xFF may stand before a marker. Other bytes may not, but readers pass
+// over them, and so does this.
+Result<Segment> readSegment(ByteCursor& cursor)
+{
+    Segment segment;
+    const std::uint64_t start = cursor.position();
+    Byte before = 0;
+    Byte code = NP_TRY(cursor.u8());
+    while (before != 0xFF || code == 0x00 || code == 0xFF) {
+        before = code;
+        code = NP_TRY(cursor.u8());
+    }
+    const std::uint64_t at = cursor.position() - 2;
+    segment.marker = code;
+    segment.filler = {start, at - start};
+    if (!isStandalone(code)) {
+        const std::uint16_t length = NP_TRY(cursor.u16());
+        if (length < 2)
+            return cursor.fail("segment shorter than its length field");
+        segment.payload = NP_TRY(cursor.skip(length - 2U));
+    }
+    segment.whole = {at, cursor.position() - at};
+    return segment;
+}
+
+// Where the entropy-coded data that begins at `from` ends: before a marker that is neither stuffing
+// (0xFF00), a restart, nor one of the reserved codes, over which decoders stumble alike before
+// and after cleaning. Fill bytes (0xFF) before that marker go with the data.
+Result<std::uint64_t> endOfScan(ByteSource& source, std::uint64_t from)
+{
+    std::uint64_t offset = from;
+    while (source.size() - offset >= 2) {
+        const auto length = std::min<std::uint64_t>(source.size() - offset, limits::windowBytes);
+        const ByteSpan window = NP_TRY(source.view(offset, static_cast<std::size_t>(length)));
+        const std::size_t hit = findBytePair(window, [](Byte first, Byte second) {
+            return static_cast<Byte>(first == 0xFF) & static_cast<Byte>(second >= 0xC0) &
+                   static_cast<Byte>(second != 0xFF) & static_cast<Byte>((second & 0xF8) != 0xD0);
+        });
+        if (hit < window.size())
+            return offset + hit;
+        offset += length - 1; // The last byte may be the 0xFF of a marker.
+    }
+    return source.size();
+}
+
+BlockKind kindOfApplication(ByteSource& source, const Segment& segment)
+{
+    ByteCursor cursor(source, segment.payload);
+    for (const SegmentName& name : segmentNames) {
+        if (name.marker == segment.marker && cursor.startsWith(name.start))
+            return name.kind;
+    }
+    return BlockKind::application;
+}
+
+BlockKind kindOf(ByteSource& source, const Segment& segment)
+{
+    const Byte code = segment.marker;
+    if (code >= marker::application0 && code <= marker::application15)
+        return kindOfApplication(source, segment);
+    if (code == marker::comment)
+        return BlockKind::text;
+    if (isStartOfFrame(code))
+        return BlockKind::structure;
+    switch (code) {
+    case marker::startOfImage:
+    case marker::endOfImage:
+    case marker::startOfScan:
+    case marker::numberOfLines:
+    case marker::hierarchicalProgression:
+    case marker::expandReference:
+        return BlockKind::structure;
+    case marker::quantisationTables:
+    case marker::huffmanTables:
+    case marker::arithmeticConditioning:
+    case marker::restartInterval:
+        return BlockKind::codingTables;
+    case marker::temporary:
+        return BlockKind::filler;
+    default:
+        return code >= marker::restart0 && code <= marker::restart7 ? BlockKind::filler
+                                                                    : BlockKind::unknown;
+    }
+}
+
+// B.2.2: precision, lines, samples a line, and three bytes a component.
+Result<std::uint8_t> readFrameHeader(ByteSource& source, const Segment& segment)
+{
+    ByteCursor cursor(source, segment.payload);
+    NP_TRY(cursor.skip(3)); // The number of lines may follow the first scan (B.2.5).
+    const std::uint16_t width = NP_TRY(cursor.u16());
+    const std::uint8_t components = NP_TRY(cursor.u8());
+    if (width == 0 || components == 0 || cursor.remaining() != components * 3U)
+        return cursor.fail("frame header that describes no picture");
+    return components;
+}
+
+// B.2.4.1: tables of 64 elements, of one or two bytes each.
+Result<Done> checkQuantisationTables(ByteCursor cursor)
+{
+    while (!cursor.atEnd()) {
+        const std::uint8_t precision = NP_TRY(cursor.u8()) >> 4;
+        NP_TRY(cursor.skip(precision == 0 ? 64 : 128));
+    }
+    return Done{};
+}
+
+// B.2.4.2: the number of codes of each of 16 lengths, then a byte a code.
+Result<Done> checkHuffmanTables(ByteCursor cursor)
+{
+    while (!cursor.atEnd()) {
+        NP_TRY(cursor.skip(1));
+        std::uint32_t codes = 0;
+        for (int length = 1; length <= 16; ++length)
+            codes += NP_TRY(cursor.u8());
+        NP_TRY(cursor.skip(codes));
+    }
+    return Done{};
+}
+
+// Kept segments hold what their standard says to the last byte; there is no room for more.
+Result<Done> checkKept(ByteSource& source, const Segment& segment)
+{
+    const ByteCursor cursor(source, segment.payload);
+    const std::uint64_t length = segment.payload.length;
+    if (isStartOfFrame(segment.marker) || segment.marker == marker::hierarchicalProgression) {
+        NP_TRY(readFrameHeader(source, segment));
+        return Done{};
+    }
+    switch (segment.marker) {
+    case marker::quantisationTables:
+        return checkQuantisationTables(cursor);
+    case marker::huffmanTables:
+        return checkHuffmanTables(cursor);
+    case marker::arithmeticConditioning: // B.2.4.3
+        return length % 2 == 0 ? Result<Done>(Done{}) : cursor.fail("bad DAC length");
+    case marker::restartInterval: // B.2.4.4
+    case marker::numberOfLines:   // B.2.5
+        return length == 2 ? Result<Done>(Done{}) : cursor.fail("bad DRI or DNL length");
+    case marker::expandReference: // B.3.3
+        return length == 1 ? Result<Done>(Done{}) : cursor.fail("bad EXP length");
+    case marker::startOfScan: { // B.2.3
+        ByteCursor header = cursor;
+        const std::uint8_t components = NP_TRY(header.u8());
+        return components != 0 && length == components * 2U + 4U ? Result<Done>(Done{})
+                                                                 : cursor.fail("bad SOS length");
+    }
+    default:
+        return Done{};
+    }
+}
+
+enum class Extent { head, whole }; // Up to the first scan's data, or to the end of the picture.
+
+// Reads one segment with its kind, and with Extent::whole the data of its scan.
+Result<Segment> readTypedSegment(ByteSource& source, ByteCursor& cursor, Extent extent)
+{
+    Segment segment = NP_TRY(readSegment(cursor));
+    segment.kind = kindOf(source, segment);
+    if (isKept(segment.kind))
+        NP_TRY(checkKept(source, segment));
+    if (segment.marker == marker::startOfScan && extent == Extent::whole) {
+        const std::uint64_t from = cursor.position();
+        const std::uint64_t end = NP_TRY(endOfScan(source, from));
+        segment.scan = NP_TRY(cursor.skip(end - from));
+    }
+    return segment;
+}
+
+// The only walk over a JPEG. `layout` holds what was read also when the walk fails.
+Result<Done> readLayout(ByteSource& source, Extent extent, Layout& layout)
+{
+    ByteCursor cursor(source);
+    const ByteRange start = NP_TRY(cursor.skip(2));
+    layout.segments.push_back({marker::startOfImage, BlockKind::structure, {}, start, {2, 0}, {}});
+    bool sawScan = false;
+    while (layout.segments.back().marker != marker::endOfImage) {
+        const ByteCursor before = cursor;
+        const auto segment = readTypedSegment(source, cursor, extent);
+        // With a scan there is a picture. Files that end there without an end mark are common, and
+        // what follows may be a piece of a segment, or another picture.
+        const bool isEnd = !segment.ok() || segment.value().marker == marker::startOfImage;
+        if (isEnd && sawScan) {
+            layout.trailer = before.rest();
+            return Done{};
+        }
+        if (isEnd)
+            return segment.ok() ? Error{"a second start of image", before.position()}
+                                : segment.error();
+        if (layout.segments.size() == limits::blocks)
+            return cursor.fail("too many segments");
+        layout.segments.push_back(segment.value());
+        sawScan = sawScan || segment.value().marker == marker::startOfScan;
+        if (sawScan && extent == Extent::head)
+            return Done{};
+    }
+    layout.trailer = cursor.rest();
+    return Done{};
+}
+
+// What decides how a decoder turns components into colours, and what else the copy is made from.
+struct Facts {
+    Byte frameMarker = 0;
+    std::uint8_t components = 0;
+    bool hasScan = false;
+    bool hasRGBNames = false;         // The components are called R, G and B.
+    std::optional<Byte> transform;    // T.872, 6.5.3; of the last Adobe segment.
+    std::optional<ByteRange> density; // JFIF 10.1: units, then two 16-bit densities.
+};
+
+constexpr std::uint64_t jfifBytes = 14; // Payloads; shorter ones mean nothing to any decoder.
+constexpr std::uint64_t adobeBytes = 12;
+
+Result<Done> noteFrame(ByteSource& source, const Segment& segment, Facts& facts)
+{
+    if (facts.frameMarker != 0)
+        return Error{"a second frame header", segment.whole.offset};
+    facts.frameMarker = segment.marker;
+    facts.components = NP_TRY(readFrameHeader(source, segment));
+    const Bytes header = NP_TRY(source.copyOf(segment.payload));
+    facts.hasRGBNames =
+        facts.components == 3 && header[6] == 'R' && header[9] == 'G' && header[12] == 'B';
+    return Done{};
+}
+
+// Only what stands before the first scan counts: there a decoder decides.
+Result<Facts> gatherFacts(ByteSource& source, const Layout& layout)
+{
+    Facts facts;
+    for (const Segment& segment : layout.segments) {
+        const ByteRange& payload = segment.payload;
+        facts.hasScan = segment.marker == marker::startOfScan;
+        if (facts.hasScan)
+            break;
+        if (isStartOfFrame(segment.marker))
+            NP_TRY(noteFrame(source, segment, facts));
+        if (segment.kind == BlockKind::resolution && payload.length >= jfifBytes)
+            facts.density = facts.density.value_or(ByteRange{payload.offset + 7, 5});
+        if (segment.kind == BlockKind::colourTransform && payload.length >= adobeBytes)
+            facts.transform = NP_TRY(ByteCursor(source, {payload.offset + 11, 1}).u8());
+    }
+    if (facts.frameMarker == 0 || !facts.hasScan)
+        return Error{"no frame or no scan", layout.segments.back().whole.offset};
+    return facts;
+}
+
+// A JFIF block says that three components are YCbCr (JFIF 6.1). It can be added where a decoder
+// takes them for that without it.
+bool canBecomeJFIF(const Facts& facts)
+{
+    const bool isOrdinary = facts.frameMarker <= 0xC2 || facts.frameMarker == 0xC9 ||
+                            facts.frameMarker == 0xCA; // DCT, sequential or progressive
+    if (!isOrdinary)
+        return false;
+    if (facts.components == 3)
+        return facts.transform ? *facts.transform != 0 : !facts.hasRGBNames;
+    return facts.components == 1;
+}
+
+bool fitsJFIF(const Resolution& resolution)
+{
+    const auto fits = [](double density) { return density >= 1 && density < 65535.5; };
+    return fits(resolution.x) && fits(resolution.y);
+}
+
+Bytes densityOf(const Resolution& resolution)
+{
+    constexpr std::array<Byte, 4> units{0, 0, 1, 2}; // TIFF's none, inch, centimetre.
+    Bytes density{units.at(resolution.unit)};
+    append16(density, static_cast<std::uint16_t>(std::lround(resolution.x)), ByteOrder::big);
+    append16(density, static_cast<std::uint16_t>(std::lround(resolution.y)), ByteOrder::big);
+    return density;
+}
+
+void writeSegment(OutputPlan& plan, Byte code, ByteSpan payload)
+{
+    Bytes head{0xFF, code};
+    append16(head, static_cast<std::uint16_t>(payload.size() + 2), ByteOrder::big);
+    plan.write(head);
+    plan.write(payload);
+}
+
+void writeJFIF(OutputPlan& plan, ByteSpan density)
+{
+    Bytes payload;
+    append(payload, std::string_view("JFIF\0\x01\x01", 7));
+    append(payload, density);
+    append(payload, std::string_view("\0\0", 2)); // No thumbnail.
+    writeSegment(plan, 0xE0, payload);
+}
+
+void writeEXIF(OutputPlan& plan, ByteSpan structure)
+{
+    Bytes payload;
+    append(payload, std::string_view("Exif\0\0", 6));
+    append(payload, structure);
+    writeSegment(plan, 0xE1, payload);
+}
+
+// Adds the Exif and IPTC of the segments before the first scan.
+Properties propertiesOf(ByteSource& source, const Layout& layout)
+{
+    Properties properties;
+    Bytes resources; // A run of image resources may be spread over several segments.
+    for (const Segment& segment : layout.segments) {
+        if (segment.marker == marker::startOfScan)
+            break;
+        if (segment.kind == BlockKind::exif)
+            readEXIFBlock(source, segment.payload, properties);
+        if (segment.kind != BlockKind::iptc)
+            continue;
+        const auto payload = source.copyOf(segment.payload);
+        const bool isModern = payload.ok() && asText(payload.value()).starts_with("Photoshop");
+        const std::size_t header = isModern ? 14 : 27; // The older one has eight bytes more.
+        if (payload.ok() && payload.value().size() > header &&
+            resources.size() < limits::metadataBytes)
+            append(resources, ByteSpan(payload.value()).subspan(header));
+    }
+    readPhotoshopResources(resources, properties);
+    return properties;
+}
+
+// Resolution and orientation, in the few bytes that are written fresh. Where the resolution was
+// told by Exif alone it moves into JFIF, unless that would change the colours or the numbers.
+Result<Done>
+planFreshSegments(ByteSource& source, const Layout& layout, const Facts& facts, OutputPlan& plan)
+{
+    const Properties properties = propertiesOf(source, layout);
+    std::optional<Resolution> resolution = storedResolution(properties);
+    const bool movesToJFIF = resolution && canBecomeJFIF(facts) && fitsJFIF(*resolution);
+    if (facts.density) {
+        writeJFIF(plan, NP_TRY(source.copyOf(*facts.density)));
+    } else if (movesToJFIF) {
+        writeJFIF(plan, densityOf(*resolution));
+    }
+    if (facts.density || movesToJFIF)
+        resolution.reset();
+    const auto orientation = turnedOrientation(properties);
+    if (orientation || resolution)
+        writeEXIF(plan, freshEXIF(orientation, resolution));
+    return Done{};
+}
+
+Result<Done> planSegment(ByteSource& source, const Segment& segment, bool sawScan, OutputPlan& plan)
+{
+    if (!isKept(segment.kind) || segment.kind == BlockKind::resolution)
+        return Done{};
+    const bool isApplication =
+        segment.kind == BlockKind::colourProfile || segment.kind == BlockKind::colourTransform;
+    if (isApplication && sawScan)
+        return Done{};
+    if (segment.kind == BlockKind::colourTransform) {
+        const ByteRange defined{segment.payload.offset, adobeBytes};
+        if (segment.payload.length >= adobeBytes)
+            writeSegment(plan, segment.marker, NP_TRY(source.copyOf(defined)));
+        return Done{};
+    }
+    plan.copy(segment.whole);
+    plan.copy(segment.scan);
+    return Done{};
+}
+
+bool hasSignature(ByteSpan head)
+{
+    return head.size() >= 3 && head[0] == 0xFF && head[1] == marker::startOfImage &&
+           head[2] == 0xFF;
+}
+
+Result<Done> checkHeader(ByteSource& source)
+{
+    Layout layout;
+    NP_TRY(readLayout(source, Extent::head, layout));
+    NP_TRY(gatherFacts(source, layout));
+    return Done{};
+}
+
+// Further pictures in a JPEG file (previews, gain maps) are data beside the picture.
+Result<std::uint32_t> countFrames(ByteSource& source)
+{
+    NP_TRY(checkHeader(source));
+    return 1U;
+}
+
+Properties readProperties(ByteSource& source, std::uint32_t)
+{
+    Layout layout;
+    // What stands before the damage of a damaged file is told all the same.
+    static_cast<void>(readLayout(source, Extent::head, layout).ok());
+    return propertiesOf(source, layout);
+}
+
+Result<OutputPlan> planCleanCopy(ByteSource& source)
+{
+    Layout layout;
+    NP_TRY(readLayout(source, Extent::whole, layout));
+    const Facts facts = NP_TRY(gatherFacts(source, layout));
+    OutputPlan plan;
+    plan.copy(layout.segments.front().whole);
+    NP_TRY(planFreshSegments(source, layout, facts, plan));
+    bool sawScan = false;
+    for (const Segment& segment : std::span(layout.segments).subspan(1)) {
+        NP_TRY(planSegment(source, segment, sawScan, plan));
+        sawScan = sawScan || segment.marker == marker::startOfScan;
+    }
+    if (layout.segments.back().marker != marker::endOfImage)
+        plan.write(Bytes{0xFF, marker::endOfImage});
+    return plan;
+}
+
+} // namespace
+
+Result<Blocks> splitJPEG(ByteSource& source)
+{
+    Layout layout;
+    NP_TRY(readLayout(source, Extent::whole, layout));
+    Blocks blocks;
+    for (const Segment& segment : layout.segments) {
+        NP_TRY(blocks.add(BlockKind::filler, segment.filler));
+        NP_TRY(blocks.add(segment.kind, segment.whole));
+        NP_TRY(blocks.add(BlockKind::pixels, segment.scan));
+    }
+    NP_TRY(blocks.add(BlockKind::trailer, layout.trailer));
+    return blocks;
+}
+
+constexpr ImageFormat jpegFormat{
+    .type = ImageType::jpeg,
+    .name = "JPEG",
+    .hasSignature = hasSignature,
+    .checkHeader = checkHeader,
+    .countFrames = countFrames,
+    .readProperties = readProperties,
+    .split = splitJPEG,
+    .planCleanCopy = planCleanCopy,
+};
+
+} // namespace nullprint::image

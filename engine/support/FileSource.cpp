@@ -1,0 +1,86 @@
+#include "engine/support/FileSource.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace nullprint {
+namespace {
+
+bool isSame(const timespec& left, const timespec& right)
+{
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+
+} // namespace
+
+Result<std::unique_ptr<FileSource>> FileSource::open(const std::string& path)
+{
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (file < 0)
+        return Error{"cannot open the file"};
+    std::unique_ptr<FileSource> source(new FileSource(file));
+    struct stat status {};
+    if (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0)
+        return Error{"not a regular file"};
+    source->sizeBytes = static_cast<std::uint64_t>(status.st_size);
+    source->mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    source->modified = status.st_mtim;
+    source->changed = status.st_ctim;
+    return source;
+}
+
+FileSource::~FileSource()
+{
+    ::close(file);
+}
+
+Result<ByteSpan> FileSource::view(std::uint64_t offset, std::size_t length)
+{
+    if (!holds({offset, length}) || length > limits::windowBytes)
+        return Error{"bytes past the end", offset};
+    if (offset < windowRange.offset || offset + length > windowRange.end()) {
+        // A walk that goes on where it stood gets a window that grows; a jump starts small.
+        const bool goesOn = offset >= windowRange.offset && offset <= windowRange.end();
+        const std::uint64_t wanted = goesOn ? windowRange.length * 4 : limits::jumpWindowBytes;
+        const std::uint64_t ahead =
+            std::clamp<std::uint64_t>(wanted,
+                                      std::max(length, limits::jumpWindowBytes),
+                                      limits::windowBytes);
+        const auto take = static_cast<std::size_t>(std::min(ahead, sizeBytes - offset));
+        if (window.size() < take)
+            window.resize(take);
+        windowRange = {};
+        NP_TRY(read(offset, std::span(window).first(take)));
+        windowRange = {offset, take};
+    }
+    return ByteSpan(window).subspan(static_cast<std::size_t>(offset - windowRange.offset), length);
+}
+
+Result<Done> FileSource::read(std::uint64_t offset, std::span<Byte> target)
+{
+    if (!holds({offset, target.size()}))
+        return Error{"bytes past the end", offset};
+    while (!target.empty()) {
+        const ssize_t got = ::pread(file, target.data(), target.size(), static_cast<off_t>(offset));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return Error{"the file could not be read", offset};
+        target = target.subspan(static_cast<std::size_t>(got));
+        offset += static_cast<std::uint64_t>(got);
+    }
+    return Done{};
+}
+
+bool FileSource::isUnchanged() const
+{
+    struct stat status {};
+    return ::fstat(file, &status) == 0 && static_cast<std::uint64_t>(status.st_size) == sizeBytes &&
+           isSame(status.st_mtim, modified) && isSame(status.st_ctim, changed);
+}
+
+} // namespace nullprint

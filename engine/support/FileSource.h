@@ -1,0 +1,46 @@
+// A file that is being looked at: opened for reading only, read in windows, never mapped. (A mapped
+// file that another program shortens would end this one; and memory would grow with the file.)
+#pragma once
+
+#include "engine/support/ByteSource.h"
+
+#include <ctime>
+#include <memory>
+#include <string>
+#include <sys/types.h>
+
+namespace nullprint {
+
+class FileSource final : public ByteSource {
+public:
+    // Fails on anything but a regular file; never waits for one (a pipe, a device).
+    static Result<std::unique_ptr<FileSource>> open(const std::string& path);
+    ~FileSource() override;
+
+    std::uint64_t size() const override { return sizeBytes; }
+    Result<ByteSpan> view(std::uint64_t offset, std::size_t length) override;
+    Result<Done> read(std::uint64_t offset, std::span<Byte> target) override;
+    int descriptor() const override { return file; }
+
+    // Read, write and execute permissions of owner, group and others.
+    mode_t permissions() const { return mode; }
+
+    // Whether the file still is what it was when it was opened: same size, same times.
+    bool isUnchanged() const;
+
+private:
+    explicit FileSource(int file)
+        : file(file)
+    {
+    }
+
+    int file;
+    std::uint64_t sizeBytes = 0;
+    mode_t mode = 0;
+    timespec modified{};
+    timespec changed{};
+    Bytes window;
+    ByteRange windowRange{};
+};
+
+} // namespace nullprint
