@@ -1,5 +1,6 @@
 #include "engine/image/ImageFormats.h"
 
+#include "engine/image/HEIF.h"
 #include "engine/image/JPEG.h"
 #include "engine/image/PNG.h"
 
@@ -8,7 +9,7 @@
 namespace nullprint::image {
 namespace {
 
-constexpr std::array formats{&jpegFormat, &pngFormat};
+constexpr std::array formats{&jpegFormat, &pngFormat, &heifFormat};
 
 } // namespace
 

@@ -38,4 +38,8 @@ inline constexpr std::size_t directories = 65536;
 // PNG in 8 KiB chunks has 12,800), few enough that listing them stays small.
 inline constexpr std::size_t blocks = 4 * 1024 * 1024;
 
+// Items of one HEIF file, and boxes of its top level. A phone's photo has about 60 of the one, a
+// gigapixel grid some thousands; of the other there are a handful.
+inline constexpr std::size_t items = 65536;
+
 } // namespace nullprint::limits
