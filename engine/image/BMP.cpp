@@ -76,6 +76,7 @@ struct Header {
     std::uint32_t imageBytes = 0;
     std::uint32_t coloursUsed = 0;
     std::uint32_t colourSpace = 0;
+    std::uint32_t intent = 0;
     std::uint32_t profileOffset = 0; // From the start of the DIB header.
     std::uint32_t profileBytes = 0;
     Coding coding = Coding::rows;
@@ -148,7 +149,8 @@ Result<Done> readInfoFields(ByteCursor& cursor, Header& header)
     header.colourSpace = NP_TRY(cursor.u32());
     if (header.size < v5HeaderBytes)
         return Done{};
-    NP_TRY(cursor.skip(field::profileOffset - field::endpoints));
+    NP_TRY(cursor.skip(field::intent - field::endpoints));
+    header.intent = NP_TRY(cursor.u32());
     header.profileOffset = NP_TRY(cursor.u32());
     header.profileBytes = NP_TRY(cursor.u32());
     return Done{};
@@ -435,6 +437,12 @@ void clear(Bytes& header, std::size_t from, std::size_t to)
         header[index] = 0;
 }
 
+// WINGDI, BITMAPV5HEADER: LCS_GM_BUSINESS, _GRAPHICS, _IMAGES and _ABS_COLORIMETRIC.
+bool isIntent(std::uint32_t value)
+{
+    return value == 1 || value == 2 || value == 4 || value == 8;
+}
+
 // WINGDI, BITMAPV4HEADER: end points and gammas count only where the colour space is 0.
 void freshenColourSpace(const Layout& layout, std::uint64_t profileOffset, Bytes& header)
 {
@@ -449,6 +457,8 @@ void freshenColourSpace(const Layout& layout, std::uint64_t profileOffset, Bytes
     put32(header, field::profileOffset, hasProfile ? profileOffset : 0);
     put32(header, field::profileBytes, layout.profile.length);
     put32(header, field::reserved, 0);
+    if (!isIntent(layout.header.intent))
+        put32(header, field::intent, 0);
 }
 
 // The DIB header with nothing in it that has no meaning, and with the numbers that change because
