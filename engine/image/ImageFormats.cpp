@@ -1,5 +1,7 @@
 #include "engine/image/ImageFormats.h"
 
+#include "engine/image/BMP.h"
+#include "engine/image/GIF.h"
 #include "engine/image/HEIF.h"
 #include "engine/image/JPEG.h"
 #include "engine/image/PNG.h"
@@ -9,7 +11,7 @@
 namespace nullprint::image {
 namespace {
 
-constexpr std::array formats{&jpegFormat, &pngFormat, &heifFormat};
+constexpr std::array formats{&jpegFormat, &pngFormat, &gifFormat, &bmpFormat, &heifFormat};
 
 } // namespace
 

@@ -13,6 +13,9 @@ inline constexpr std::size_t windowBytes = 256 * 1024;
 // The first read after a jump. A walk over headers then reads headers, not what lies between.
 inline constexpr std::size_t jumpWindowBytes = 4 * 1024;
 
+// How far beyond a window a walk may step and still be said to go on. GIF's pieces have 255 bytes.
+inline constexpr std::size_t stepBytes = 256;
+
 // The largest single piece of metadata that is brought into memory (a text chunk, an IPTC block).
 // Real ones stay under a few megabytes; a larger one is dropped like any other, but not read.
 inline constexpr std::uint64_t metadataBytes = 64ULL * 1024 * 1024;
