@@ -5,13 +5,19 @@
 #include "engine/image/HEIF.h"
 #include "engine/image/JPEG.h"
 #include "engine/image/PNG.h"
+#include "engine/image/WebP.h"
 
 #include <algorithm>
 
 namespace nullprint::image {
 namespace {
 
-constexpr std::array formats{&jpegFormat, &pngFormat, &gifFormat, &bmpFormat, &heifFormat};
+constexpr std::array formats{&jpegFormat,
+                             &pngFormat,
+                             &gifFormat,
+                             &webpFormat,
+                             &bmpFormat,
+                             &heifFormat};
 
 } // namespace
 
