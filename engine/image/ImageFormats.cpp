@@ -2,13 +2,14 @@
 
 #include "engine/image/JPEG.h"
 #include "engine/image/PNG.h"
+#include "engine/image/TIFF.h"
 
 #include <algorithm>
 
 namespace nullprint::image {
 namespace {
 
-constexpr std::array formats{&jpegFormat, &pngFormat};
+constexpr std::array formats{&jpegFormat, &pngFormat, &tiffFormat};
 
 } // namespace
 
