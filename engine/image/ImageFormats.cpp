@@ -5,6 +5,7 @@
 #include "engine/image/HEIF.h"
 #include "engine/image/JPEG.h"
 #include "engine/image/PNG.h"
+#include "engine/image/TIFF.h"
 #include "engine/image/WebP.h"
 
 #include <algorithm>
@@ -12,12 +13,8 @@
 namespace nullprint::image {
 namespace {
 
-constexpr std::array formats{&jpegFormat,
-                             &pngFormat,
-                             &gifFormat,
-                             &webpFormat,
-                             &bmpFormat,
-                             &heifFormat};
+constexpr std::array
+    formats{&jpegFormat, &pngFormat, &gifFormat, &webpFormat, &tiffFormat, &bmpFormat, &heifFormat};
 
 } // namespace
 
