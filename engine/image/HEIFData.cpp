@@ -1,0 +1,160 @@
+#include "engine/image/HEIFData.h"
+
+#include "engine/image/CodedPicture.h"
+#include "engine/image/JPEG.h"
+
+#include <algorithm>
+
+namespace nullprint::image {
+
+ItemSource::ItemSource(ByteSource& whole, const std::vector<ByteRange>& parts)
+    : whole(whole)
+    , parts(parts)
+{
+    for (const ByteRange& part : parts) {
+        starts.push_back(total);
+        total += part.length;
+    }
+}
+
+std::vector<ByteRange> ItemSource::placesOf(ByteRange range) const
+{
+    std::vector<ByteRange> places;
+    const auto after = std::ranges::upper_bound(starts, range.offset);
+    auto index = static_cast<std::size_t>(after - starts.begin());
+    std::uint64_t at = range.offset;
+    while (at < range.end()) {
+        const ByteRange& part = parts[index - 1];
+        const std::uint64_t within = at - starts[index - 1];
+        const std::uint64_t take = std::min(part.length - within, range.end() - at);
+        if (take > 0)
+            places.push_back({part.offset + within, take});
+        at += take;
+        ++index;
+    }
+    return places;
+}
+
+Result<ByteSpan> ItemSource::view(std::uint64_t offset, std::size_t length)
+{
+    if (!holds({offset, length}))
+        return Error{"bytes past the end of an item", offset};
+    const std::vector<ByteRange> places = placesOf({offset, length});
+    if (places.empty())
+        return ByteSpan();
+    if (places.size() == 1)
+        return whole.view(places[0].offset, length);
+    joined.resize(length);
+    NP_TRY(read(offset, joined));
+    return ByteSpan(joined);
+}
+
+Result<Done> ItemSource::read(std::uint64_t offset, std::span<Byte> target)
+{
+    if (!holds({offset, target.size()}))
+        return Error{"bytes past the end of an item", offset};
+    for (const ByteRange& place : placesOf({offset, target.size()})) {
+        const auto length = static_cast<std::size_t>(place.length);
+        NP_TRY(whole.read(place.offset, target.first(length)));
+        target = target.subspan(length);
+    }
+    return Done{};
+}
+
+namespace {
+
+// 23008-12, 6.6.2.3.2: a grid's version, flags, rows, columns, and its size in 16 or 32 bits.
+// 6.6.2.2.2: an overlay's version, flags, background, size, and a place for each input.
+Result<std::uint64_t> derivationBytes(ItemSource& data, const HEIFItems& items, const Item& item)
+{
+    if (item.type == fourCC("iden"))
+        return std::uint64_t{0};
+    ByteCursor cursor(data);
+    NP_TRY(cursor.u8());
+    const std::uint64_t numberBytes = (NP_TRY(cursor.u8()) & 1) != 0 ? 4 : 2;
+    if (item.type == fourCC("grid"))
+        return 4 + 2 * numberBytes;
+    const Reference* inputs = items.inputsOf(item.id);
+    const std::uint64_t count = inputs == nullptr ? 0 : inputs->to.size();
+    return 10 + 2 * numberBytes + count * 2 * numberBytes;
+}
+
+Result<Blocks> splitDerivation(ItemSource& data, const HEIFItems& items, const Item& item)
+{
+    const std::uint64_t length = NP_TRY(derivationBytes(data, items, item));
+    if (length > data.size())
+        return Error{"a derivation that is cut short", item.id};
+    Blocks blocks;
+    NP_TRY(blocks.add(BlockKind::pixels, {0, length}));
+    NP_TRY(blocks.add(BlockKind::filler, {length, data.size() - length}));
+    return blocks;
+}
+
+// 14496-15: how long the lengths of NAL units are, from a byte of the decoder's configuration.
+Result<unsigned> lengthBytes(ByteSource& source, const Box* configuration, std::uint64_t place)
+{
+    if (configuration == nullptr || configuration->content.length <= place)
+        return Error{"a coded picture without its configuration"};
+    const ByteSpan byte = NP_TRY(source.view(configuration->content.offset + place, 1));
+    return 1U + (byte[0] & 3);
+}
+
+Result<Blocks>
+splitCoded(ByteSource& source, ItemSource& data, const HEIFItems& items, const Item& item)
+{
+    switch (item.type) {
+    case fourCC("hvc1"): {
+        const Box* configuration = items.property(item, fourCC("hvcC"));
+        return splitHEVC(data, NP_TRY(lengthBytes(source, configuration, 21)));
+    }
+    case fourCC("avc1"): {
+        const Box* configuration = items.property(item, fourCC("avcC"));
+        return splitAVC(data, NP_TRY(lengthBytes(source, configuration, 4)));
+    }
+    case fourCC("av01"):
+        // Where layers are told apart by their sizes, those must not change.
+        if (items.property(item, fourCC("a1lx")) == nullptr)
+            return splitAV1(data);
+        [[fallthrough]];
+    default:
+        return Error{"a coding without units"};
+    }
+}
+
+bool isDerivation(std::uint32_t type)
+{
+    return type == fourCC("grid") || type == fourCC("iovl") || type == fourCC("iden");
+}
+
+Result<Blocks>
+splitData(ByteSource& source, ItemSource& data, const HEIFItems& items, const Item& item)
+{
+    if (isDerivation(item.type))
+        return splitDerivation(data, items, item);
+    if (item.type == fourCC("jpeg"))
+        return splitJPEG(data);
+    auto units = splitCoded(source, data, items, item);
+    if (units.ok())
+        return units;
+    // Not in units, or in damaged ones: whether that can be decoded is not known here.
+    Blocks all;
+    NP_TRY(all.add(BlockKind::pixels, {0, data.size()}));
+    return all;
+}
+
+} // namespace
+
+Result<std::vector<Block>>
+splitPictureData(ByteSource& source, const HEIFItems& items, const Item& item)
+{
+    ItemSource data(source, item.data);
+    const Blocks blocks = NP_TRY(splitData(source, data, items, item));
+    std::vector<Block> placed;
+    for (const Block& block : blocks) {
+        for (const ByteRange& place : data.placesOf(block.range))
+            placed.push_back({block.kind, place});
+    }
+    return placed;
+}
+
+} // namespace nullprint::image
