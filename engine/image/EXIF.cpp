@@ -136,6 +136,11 @@ Fraction fractionOf(double value)
     return numerator % places == 0 ? Fraction{numerator / places, 1} : Fraction{numerator, places};
 }
 
+double valueOf(Fraction fraction)
+{
+    return static_cast<double>(fraction.numerator) / fraction.denominator;
+}
+
 // Gathers the fields of one directory, in ascending order of tag, and what does not fit into them.
 class FreshDirectory {
 public:
@@ -216,17 +221,22 @@ std::optional<std::uint16_t> turnedOrientation(const Properties& properties)
     return static_cast<std::uint16_t>(*stored);
 }
 
+// As `freshEXIF` writes it, so that what is read from a copy is what was read from its original.
 std::optional<Resolution> storedResolution(const Properties& properties)
 {
     const auto x = properties.number(Group::tiff, tag::xResolution);
     const auto y = properties.number(Group::tiff, tag::yResolution);
     if (!x || !y || *x <= 0 || *y <= 0)
         return std::nullopt;
-    if (fractionOf(*x).numerator == 0 || fractionOf(*y).numerator == 0)
+    const Fraction across = fractionOf(*x);
+    const Fraction down = fractionOf(*y);
+    if (across.numerator == 0 || down.numerator == 0)
         return std::nullopt;
     const double unit = properties.number(Group::tiff, tag::resolutionUnit).value_or(2);
     const bool isKnown = unit == 1 || unit == 2 || unit == 3;
-    return Resolution{*x, *y, isKnown ? static_cast<std::uint16_t>(unit) : std::uint16_t{2}};
+    return Resolution{valueOf(across),
+                      valueOf(down),
+                      isKnown ? static_cast<std::uint16_t>(unit) : std::uint16_t{2}};
 }
 
 Bytes freshEXIF(std::optional<std::uint16_t> orientation, std::optional<Resolution> resolution)

@@ -13,13 +13,5 @@ TEST(PNG, keepsItsPromises)
     expectSurvivesMutation(png, 300);
 }
 
-TEST(JPEG, keepsItsPromises)
-{
-    const Bytes png = fileBytes(NULLPRINT_CORPUS "/images/DSCN0040.jpg");
-    expectPromises(png);
-    expectSurvivesTruncation(png);
-    expectSurvivesMutation(png, 300);
-}
-
 } // namespace
 } // namespace nullprint::tests
