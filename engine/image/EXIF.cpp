@@ -132,10 +132,12 @@ public:
     {
         addHead(tag, FieldType::rational);
         append32(fields, outside + static_cast<std::uint32_t>(values.size()), ByteOrder::big);
+        // What is written must be read as the same value, or a second cleaning would change it.
         constexpr double largest = 4294967295.0;
-        const bool isWhole = value == std::floor(value) && value <= largest;
-        const double denominator = isWhole || value * 10000 > largest ? 1 : 10000;
-        const double numerator = std::min(std::round(value * denominator), largest);
+        const double scaled = std::round(value * 10000);
+        const bool isWhole = scaled > largest || std::fmod(scaled, 10000) == 0;
+        const double denominator = isWhole ? 1 : 10000;
+        const double numerator = isWhole ? std::min(std::round(value), largest) : scaled;
         append32(values, static_cast<std::uint32_t>(numerator), ByteOrder::big);
         append32(values, static_cast<std::uint32_t>(denominator), ByteOrder::big);
     }
@@ -204,7 +206,11 @@ std::optional<Resolution> storedResolution(const Properties& properties)
 {
     const auto x = properties.number(Group::tiff, tag::xResolution);
     const auto y = properties.number(Group::tiff, tag::yResolution);
-    if (!x || !y || *x <= 0 || *y <= 0)
+    const auto isUsable = [](const std::optional<double>& samples) {
+        constexpr double smallest = 0.0001; // Below, a fresh rational would be zero.
+        return samples && *samples >= smallest && std::isfinite(*samples);
+    };
+    if (!isUsable(x) || !isUsable(y))
         return std::nullopt;
     const double unit = properties.number(Group::tiff, tag::resolutionUnit).value_or(2);
     const bool isKnown = unit == 1 || unit == 2 || unit == 3;
