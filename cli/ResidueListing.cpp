@@ -1,0 +1,97 @@
+#include "cli/ResidueListing.h"
+
+#include "cli/Output.h"
+#include "engine/image/ImageSource.h"
+#include "engine/image/XMP.h"
+#include "engine/scrub/FileTypes.h"
+#include "engine/support/FileSource.h"
+
+namespace nullprint {
+namespace {
+
+using image::Group;
+using image::Properties;
+
+struct ListedText {
+    Group group;
+    std::uint16_t tag;
+    std::string_view heading;
+};
+
+constexpr std::array listedTexts{
+    ListedText{Group::tiff, image::tag::artist, "TIFF Artist="},
+    ListedText{Group::tiff, image::tag::copyright, "TIFF Copyright="},
+    ListedText{Group::tiff, image::tag::make, "TIFF Make="},
+    ListedText{Group::tiff, image::tag::model, "TIFF Model="},
+    ListedText{Group::tiff, image::tag::software, "TIFF Software="},
+    ListedText{Group::exif, image::tag::dateTimeOriginal, "EXIF DateTimeOriginal="},
+    ListedText{Group::exif, image::tag::userComment, "EXIF UserComment="},
+    ListedText{Group::exif, image::tag::bodySerialNumber, "EXIF BodySerialNumber="},
+    ListedText{Group::exif, image::tag::lensModel, "EXIF LensModel="},
+};
+
+using Findings = std::vector<std::string>;
+
+void addFieldCount(const Properties& properties,
+                   Group group,
+                   std::string_view name,
+                   Findings& findings)
+{
+    const std::size_t count = properties.count(group);
+    if (count > 0)
+        findings.push_back(std::string(name) + " (" + std::to_string(count) + " fields)");
+}
+
+Findings findingsOf(const Properties& properties)
+{
+    Findings findings;
+    addFieldCount(properties, Group::gps, "GPS", findings);
+    for (const ListedText& listed : listedTexts) {
+        const auto text = properties.text(listed.group, listed.tag);
+        if (text && !text->empty())
+            findings.push_back(std::string(listed.heading) + *text);
+    }
+    addFieldCount(properties, Group::iptc, "IPTC", findings);
+    return findings;
+}
+
+Findings probeImage(const FileURL& url)
+{
+    Findings findings;
+    const auto file = FileSource::open(url.path());
+    if (!file.ok())
+        return findings;
+    const auto source = image::ImageSource::open(*file.value());
+    if (source.ok())
+        findings = findingsOf(source.value().properties(0));
+    if (image::containsAny(*file.value(), std::array{image::xmpElement}))
+        findings.emplace_back("raw XMP packet");
+    return findings;
+}
+
+} // namespace
+
+void listResidue(const FileURL& url)
+{
+    printLine("== " + url.lastPathComponent() + " ==");
+    const auto [kind, extension] = fileTypeOf(url);
+    Findings findings;
+    switch (kind) {
+    case FileKind::image:
+        findings = probeImage(url);
+        break;
+    case FileKind::pdf: // Without a way to open them, documents and packages have no findings.
+    case FileKind::office:
+        break;
+    case FileKind::legacyOffice:
+    case FileKind::other:
+        printLine("  (no inspector for ." + extension + ")");
+        return;
+    }
+    if (findings.empty())
+        printLine("  clean");
+    for (const std::string& finding : findings)
+        printLine("  RESIDUE: " + finding);
+}
+
+} // namespace nullprint

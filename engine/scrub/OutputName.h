@@ -1,0 +1,17 @@
+// The names of cleaned copies.
+#pragma once
+
+#include "engine/support/FileURL.h"
+#include "engine/support/PendingFile.h"
+
+namespace nullprint {
+
+// The first free place for a cleaned copy of `url`, in its folder: "Name (scrubbed).ext", then
+// "Name (scrubbed 2).ext" and so on. Nothing is reserved.
+FileURL cleanedOutputURL(const FileURL& url);
+
+// Gives a finished copy of `input` the first such name that is free at that moment. Whatever else
+// takes names meanwhile, nothing is replaced. `pending` was created in the input's folder.
+Result<FileURL> keepAsCleanedOutput(PendingFile& pending, const FileURL& input, mode_t permissions);
+
+} // namespace nullprint

@@ -1,0 +1,42 @@
+#include "engine/scrub/ScrubReport.h"
+
+#include "engine/scrub/FileTypes.h"
+#include "engine/scrub/ImageCleaner.h"
+
+namespace nullprint {
+namespace {
+
+std::string legacyMessage(const std::string& extension)
+{
+    return "Legacy “." + extension +
+           "” format isn’t supported. Open it in the Office app and re-save as “." + extension +
+           "x”, then scrub that.";
+}
+
+std::string unsupportedMessage(const std::string& extension)
+{
+    return "Unsupported file type “." + extension +
+           "”. Supported: images, PDF, and Word/Excel/PowerPoint (.docx / .xlsx / .pptx).";
+}
+
+} // namespace
+
+ScrubReport scrubFile(const FileURL& url)
+{
+    const FileType type = fileTypeOf(url);
+    switch (type.kind) {
+    case FileKind::image:
+        return {url, scrubImage(url)};
+    case FileKind::pdf: // Documents and packages have no cleaner yet: none of them can be opened.
+        return {url, Failed{"Couldn’t open the PDF (it may be damaged or password-protected)."}};
+    case FileKind::office:
+        return {url, Failed{"Couldn’t open the document."}};
+    case FileKind::legacyOffice:
+        return {url, Unsupported{legacyMessage(type.extension)}};
+    case FileKind::other:
+        break;
+    }
+    return {url, Unsupported{unsupportedMessage(type.extension)}};
+}
+
+} // namespace nullprint
