@@ -63,6 +63,7 @@ can_install() {
 # Installs the packages of some groups, where they are missing. Fails when that cannot be.
 install_packages() {
     missing=$(missing_of "$@")
+    missing=${missing% }
     [ -z "$missing" ] && return 0
     if ! can_install; then
         say "these Debian packages are missing, and installing them takes root or sudo: $missing"
