@@ -84,6 +84,8 @@ void checkCopy(const ImageFormat& format, ByteSpan copy, std::optional<std::uint
 void checkPicture(const ImageFormat& format, ByteSpan bytes)
 {
     StrictSource source(bytes);
+    if (formatOf(source) != &format) // A parser is only ever called behind its signature.
+        return;
     const auto frames = look(format, source);
     const auto blocks = format.split(source);
     if (blocks.ok())

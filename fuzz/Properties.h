@@ -12,7 +12,7 @@ namespace nullprint::fuzz {
 // split, reveals nothing, and cleans to itself.
 void checkPicture(ByteSpan bytes);
 
-// The same for the parser of one format, whatever signature the bytes have.
+// The same for bytes of one format; others are passed over.
 void checkPicture(const image::ImageFormat& format, ByteSpan bytes);
 
 } // namespace nullprint::fuzz

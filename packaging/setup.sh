@@ -1,7 +1,8 @@
+# shellcheck shell=sh
 # Setting up: what ./nullprint and ./check share. Sourced with `root` set to the checkout.
 # Everything said here goes to standard error, and only when there is something to do.
 
-build=$root/build
+build=${root:?}/build
 
 say() {
     printf 'nullprint: %s\n' "$*" >&2
@@ -78,7 +79,7 @@ install_packages() {
 
 # One at a time: whoever comes second waits, and then finds everything done.
 lock_build() {
-    mkdir -p "$build" 2>/dev/null && : 2>/dev/null >>"$build/.lock" ||
+    { mkdir -p "$build" && : >>"$build/.lock"; } 2>/dev/null ||
         give_up "cannot write to $build, where the program is built"
     exec 9>>"$build/.lock"
     if ! flock -n 9; then
@@ -113,15 +114,19 @@ configure() {
     (cd "$root" && cmake $fresh --preset "$preset")
 }
 
+configure_and_build() {
+    quietly configure "$1" "$2" || return 1
+    shift
+    quietly cmake --build "$@"
+}
+
 # With the build locked.
 build_program() {
     install_packages build || exit 1
     say "building (the first time takes a minute)"
     # From before the build, so that what changes meanwhile is built the next time.
     touch "$build/.building"
-    quietly configure release "$build" &&
-        quietly cmake --build "$build" --target nullprint ||
-        give_up "the build failed"
+    configure_and_build release "$build" --target nullprint || give_up "the build failed"
     mv "$build/.building" "$build/.built"
 }
 
