@@ -226,7 +226,11 @@ std::optional<Resolution> storedResolution(const Properties& properties)
 {
     const auto x = properties.number(Group::tiff, tag::xResolution);
     const auto y = properties.number(Group::tiff, tag::yResolution);
-    if (!x || !y || *x <= 0 || *y <= 0)
+    const auto isUsable = [](const std::optional<double>& samples) {
+        constexpr double smallest = 0.0001; // Below, a fresh rational would be zero.
+        return samples && *samples >= smallest && std::isfinite(*samples);
+    };
+    if (!isUsable(x) || !isUsable(y))
         return std::nullopt;
     const Fraction across = fractionOf(*x);
     const Fraction down = fractionOf(*y);

@@ -221,7 +221,7 @@ Result<std::uint8_t> readFrameHeader(ByteSource& source, const Segment& segment)
     NP_TRY(cursor.skip(3)); // The number of lines may follow the first scan (B.2.5).
     const std::uint16_t width = NP_TRY(cursor.u16());
     const std::uint8_t components = NP_TRY(cursor.u8());
-    if (width == 0 || components == 0 || cursor.remaining() != components * 3U)
+    if (width == 0 || components == 0 || cursor.remaining() != std::uint64_t{components} * 3)
         return cursor.fail("frame header that describes no picture");
     return components;
 }
