@@ -128,7 +128,7 @@ Result<IFDReader> IFDReader::open(ByteSource& source)
     return reader;
 }
 
-Result<std::optional<Field>> IFDReader::readField(ByteCursor& cursor) const
+Result<Done> IFDReader::readField(ByteCursor& cursor, Directory& directory) const
 {
     Field field{};
     field.tag = NP_TRY(cursor.u16());
@@ -136,15 +136,24 @@ Result<std::optional<Field>> IFDReader::readField(ByteCursor& cursor) const
     field.count = isBig() ? NP_TRY(cursor.u64()) : NP_TRY(cursor.u32());
     const ByteRange inlined = NP_TRY(cursor.skip(offsetBytes));
     const std::uint32_t size = sizeOfType(field.type);
-    if (size == 0 || field.count > source->size() / size)
-        return std::optional<Field>();
+    if (size == 0)
+        return Done{};
+    if (field.count > source->size() / size) {
+        directory.cutTags.push_back(field.tag);
+        return Done{};
+    }
     const std::uint64_t length = field.count * size;
     field.value = {inlined.offset, length};
     if (length > offsetBytes) {
         ByteCursor pointer = cursorOver(inlined);
         field.value.offset = isBig() ? NP_TRY(pointer.u64()) : NP_TRY(pointer.u32());
     }
-    return source->holds(field.value) ? std::optional(field) : std::nullopt;
+    if (source->holds(field.value)) {
+        directory.fields.push_back(field);
+    } else {
+        directory.cutTags.push_back(field.tag);
+    }
+    return Done{};
 }
 
 Result<Directory> IFDReader::readDirectory(std::uint64_t offset) const
@@ -157,17 +166,22 @@ Result<Directory> IFDReader::readDirectory(std::uint64_t offset) const
     if (count > cursor.remaining() / entryBytes || count > 65535)
         return cursor.fail("directory longer than its file");
     Directory directory;
-    for (std::uint64_t index = 0; index < count; ++index) {
-        const std::optional<Field> field = NP_TRY(readField(cursor));
-        if (field)
-            directory.fields.push_back(*field);
-        directory.isWhole = directory.isWhole && field;
-    }
+    for (std::uint64_t index = 0; index < count; ++index)
+        NP_TRY(readField(cursor, directory));
     // Exif directories that nothing follows are sometimes cut off before the offset of the next.
     if (cursor.remaining() >= offsetBytes)
         directory.next = isBig() ? NP_TRY(cursor.u64()) : NP_TRY(cursor.u32());
     directory.place = {offset, cursor.position() - offset};
     return directory;
+}
+
+std::optional<std::uint64_t> IFDReader::firstInteger(const Field* field) const
+{
+    if (field == nullptr || field->count == 0)
+        return std::nullopt;
+    ByteCursor cursor = cursorOver(field->value);
+    const auto value = readInteger(cursor, field->type);
+    return value.ok() ? std::optional(value.value()) : std::nullopt;
 }
 
 Result<std::vector<std::uint64_t>> IFDReader::integers(const Field& field, std::uint64_t most) const

@@ -40,10 +40,10 @@ struct Field {
 };
 
 struct Directory {
-    std::vector<Field> fields; // In file order. Fields that cannot be read are left out.
-    bool isWhole = true;       // No field was left out.
-    std::uint64_t next = 0;    // Offset of the next directory, 0 for none.
-    ByteRange place;           // Count, entries and next offset.
+    std::vector<Field> fields;          // In file order. Fields of no known type are left out.
+    std::vector<std::uint16_t> cutTags; // Of fields left out since the source ends before them.
+    std::uint64_t next = 0;             // Offset of the next directory, 0 for none.
+    ByteRange place;                    // Count, entries and next offset.
 
     const Field* find(std::uint16_t tag) const;
 };
@@ -54,11 +54,14 @@ public:
     static Result<IFDReader> open(ByteSource& source);
 
     ByteOrder order() const { return byteOrder; }
-    bool isBig() const { return offsetBytes == 8; }
+    bool isBig() const { return offsetBytes == 8; } // BigTIFF
     std::uint64_t firstDirectory() const { return first; }
 
     // Fails when not even the directory's own bytes are there.
     Result<Directory> readDirectory(std::uint64_t offset) const;
+
+    // The first value of an integer or offset field; nothing when there is none.
+    std::optional<std::uint64_t> firstInteger(const Field* field) const;
 
     // All values of an integer or offset field. Fails on another type and on one with more than
     // `most` values.
@@ -74,7 +77,7 @@ private:
         , byteOrder(order)
     {
     }
-    Result<std::optional<Field>> readField(ByteCursor& cursor) const;
+    Result<Done> readField(ByteCursor& cursor, Directory& directory) const;
     ByteCursor cursorOver(ByteRange range) const { return {*source, range, byteOrder}; }
 
     ByteSource* source;

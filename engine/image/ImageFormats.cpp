@@ -1,14 +1,20 @@
 #include "engine/image/ImageFormats.h"
 
+#include "engine/image/BMP.h"
+#include "engine/image/GIF.h"
+#include "engine/image/HEIF.h"
 #include "engine/image/JPEG.h"
 #include "engine/image/PNG.h"
+#include "engine/image/TIFF.h"
+#include "engine/image/WebP.h"
 
 #include <algorithm>
 
 namespace nullprint::image {
 namespace {
 
-constexpr std::array formats{&jpegFormat, &pngFormat};
+constexpr std::array
+    formats{&jpegFormat, &pngFormat, &gifFormat, &webpFormat, &tiffFormat, &bmpFormat, &heifFormat};
 
 } // namespace
 

@@ -7,7 +7,7 @@
 
 namespace nullprint::image {
 
-enum class ImageType : std::uint8_t { jpeg, png, gif, webp, tiff, bmp };
+enum class ImageType : std::uint8_t { jpeg, png, gif, webp, tiff, bmp, heif };
 
 // How many bytes from a file's start tell its type.
 inline constexpr std::size_t signatureBytes = 16;

@@ -494,6 +494,15 @@ Result<OutputPlan> planCleanCopy(ByteSource& source)
     return plan;
 }
 
+BlockKind kindInStream(const Segment& segment)
+{
+    const bool isExact = segment.payload.length == adobeBytes;
+    const bool isKeptElsewhere = segment.kind == BlockKind::resolution ||
+                                 segment.kind == BlockKind::colourProfile ||
+                                 (segment.kind == BlockKind::colourTransform && !isExact);
+    return isKeptElsewhere ? BlockKind::application : segment.kind;
+}
+
 } // namespace
 
 Result<Blocks> splitJPEG(ByteSource& source)
@@ -507,6 +516,41 @@ Result<Blocks> splitJPEG(ByteSource& source)
         NP_TRY(blocks.add(BlockKind::pixels, segment.scan));
     }
     NP_TRY(blocks.add(BlockKind::trailer, layout.trailer));
+    return blocks;
+}
+
+Result<Blocks> splitJPEGStream(ByteSource& source)
+{
+    ByteCursor cursor(source);
+    Blocks blocks;
+    bool sawScan = !cursor.startsWith("\xFF\xD8");
+    if (sawScan) {
+        const std::uint64_t end = NP_TRY(endOfScan(source, 0));
+        const ByteRange scan = NP_TRY(cursor.skip(end));
+        NP_TRY(blocks.add(BlockKind::pixels, scan));
+    } else {
+        const ByteRange start = NP_TRY(cursor.skip(2));
+        NP_TRY(blocks.add(BlockKind::structure, start));
+    }
+    while (!cursor.atEnd()) {
+        const ByteCursor before = cursor;
+        const auto segment = readTypedSegment(source, cursor, Extent::whole);
+        const bool isEnd = !segment.ok() || segment.value().marker == marker::startOfImage;
+        if (isEnd && !sawScan)
+            return segment.ok() ? Error{"a second start of image", before.position()}
+                                : segment.error();
+        if (isEnd) {
+            cursor = before;
+            break;
+        }
+        NP_TRY(blocks.add(BlockKind::filler, segment.value().filler));
+        NP_TRY(blocks.add(kindInStream(segment.value()), segment.value().whole));
+        NP_TRY(blocks.add(BlockKind::pixels, segment.value().scan));
+        sawScan = sawScan || segment.value().marker == marker::startOfScan;
+        if (segment.value().marker == marker::endOfImage)
+            break;
+    }
+    NP_TRY(blocks.add(BlockKind::trailer, cursor.rest()));
     return blocks;
 }
 

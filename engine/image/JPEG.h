@@ -7,6 +7,11 @@ namespace nullprint::image {
 
 Result<Blocks> splitJPEG(ByteSource& source);
 
+// The blocks of a stream that is part of another file, as TIFF has them: it may consist of tables
+// alone, lack its tables or its end, or begin with entropy-coded data. The file around it tells its
+// colours and resolution; of application segments only Adobe's is of a kept kind.
+Result<Blocks> splitJPEGStream(ByteSource& source);
+
 extern const ImageFormat jpegFormat;
 
 } // namespace nullprint::image

@@ -52,8 +52,10 @@ Result<ByteSpan> FileSource::view(std::uint64_t offset, std::size_t length)
     if (!holds({offset, length}) || length > limits::windowBytes)
         return Error{"bytes past the end", offset};
     if (offset < windowRange.offset || offset + length > windowRange.end()) {
-        // A walk that goes on where it stood gets a window that grows; a jump starts small.
-        const bool goesOn = offset >= windowRange.offset && offset <= windowRange.end();
+        // A walk that goes on where it stood, or a few bytes on, gets a window that grows; a jump
+        // starts small.
+        const bool goesOn =
+            offset >= windowRange.offset && offset <= windowRange.end() + limits::stepBytes;
         const std::uint64_t wanted = goesOn ? windowRange.length * 4 : limits::jumpWindowBytes;
         const std::uint64_t ahead =
             std::clamp<std::uint64_t>(wanted,

@@ -13,6 +13,9 @@ inline constexpr std::size_t windowBytes = 256 * 1024;
 // The first read after a jump. A walk over headers then reads headers, not what lies between.
 inline constexpr std::size_t jumpWindowBytes = 4 * 1024;
 
+// How far beyond a window a walk may step and still be said to go on. GIF's pieces have 255 bytes.
+inline constexpr std::size_t stepBytes = 256;
+
 // The largest single piece of metadata that is brought into memory (a text chunk, an IPTC block).
 // Real ones stay under a few megabytes; a larger one is dropped like any other, but not read.
 inline constexpr std::uint64_t metadataBytes = 64ULL * 1024 * 1024;
@@ -37,5 +40,9 @@ inline constexpr std::size_t directories = 65536;
 // Separate blocks or strips that a picture may consist of: more than any encoder writes (a 100 MB
 // PNG in 8 KiB chunks has 12,800), few enough that listing them stays small.
 inline constexpr std::size_t blocks = 4 * 1024 * 1024;
+
+// Items of one HEIF file, and boxes of its top level. A phone's photo has about 60 of the one, a
+// gigapixel grid some thousands; of the other there are a handful.
+inline constexpr std::size_t items = 65536;
 
 } // namespace nullprint::limits

@@ -1,0 +1,75 @@
+// The items of an HEIF file: what its "meta" box says of pictures and the data around them.
+// ISO/IEC 14496-12 (boxes, clauses 4.2 and 8.11) and ISO/IEC 23008-12 (properties, clause 9).
+#pragma once
+
+#include "engine/support/ByteCursor.h"
+
+#include <optional>
+#include <vector>
+
+namespace nullprint::image {
+
+struct Box {
+    std::uint32_t type = 0;
+    ByteRange whole;
+    ByteRange content; // Behind size, type, and a "uuid" box's own identifier.
+};
+
+// 14496-12, 4.2: sizes of 32 and 64 bits, and 0 for all that is left.
+Result<Box> readBox(ByteCursor& cursor);
+
+// A property's place in "ipco", counted from 1, and whether a reader that does not know the
+// property may show the item all the same.
+struct Association {
+    std::uint16_t index;
+    bool isEssential;
+};
+
+struct Item {
+    std::uint32_t id = 0;
+    std::uint32_t type = 0;
+    bool isHidden = false;
+    bool isReadable = false; // Its data lies within the file, unprotected.
+    bool isInIdat = false;
+    std::vector<ByteRange> data;
+    std::vector<Association> properties;
+};
+
+struct Reference {
+    std::uint32_t type;
+    std::uint32_t from;
+    std::vector<std::uint32_t> to;
+};
+
+struct EntityGroup {
+    std::uint32_t type;
+    std::uint32_t id;
+    std::vector<std::uint32_t> members;
+};
+
+struct HEIFItems {
+    std::uint32_t primary = 0;
+    std::vector<Item> items; // Ordered by identifier.
+    std::vector<Reference> references;
+    std::vector<Box> properties;
+    std::vector<EntityGroup> groups;
+
+    const Item* find(std::uint32_t id) const;
+    const Box* property(const Association& association) const;
+};
+
+// The top of a file: its brands and the boxes that matter.
+struct HEIFFile {
+    ByteRange brands; // Content of "ftyp".
+    std::optional<Box> meta;
+    std::vector<Box> boxes; // All boxes of the top level.
+    bool hasTracks = false;
+};
+
+// Fails on a file that is cut within a box; `file` holds what stands before the cut.
+Result<Done> readHEIFFile(ByteSource& source, HEIFFile& file);
+
+// Fails on a "meta" box that is not one of pictures, or whose tables are damaged.
+Result<HEIFItems> readHEIFItems(ByteSource& source, const Box& meta);
+
+} // namespace nullprint::image
