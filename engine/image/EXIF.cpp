@@ -35,8 +35,9 @@ std::string commentText(ByteSpan raw, ByteOrder order)
     const std::string_view code = asText(raw.first(commentCodeBytes));
     ByteSpan text = raw.subspan(commentCodeBytes);
     if (code != commentUnicode) {
-        const bool isMarked = code == commentASCII || code.find_first_not_of('\0') == code.npos ||
-                              code.starts_with("JIS");
+        // No text begins with a NUL: that is no code at all, or one in the wrong byte order.
+        const bool isMarked =
+            code == commentASCII || code.starts_with('\0') || code.starts_with("JIS");
         return storedText(isMarked ? text : raw);
     }
     if (text.size() >= 2 && (text[0] ^ text[1]) == (0xFE ^ 0xFF) && (text[0] & text[1]) == 0xFE) {

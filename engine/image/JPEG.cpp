@@ -297,6 +297,7 @@ struct Facts {
 
 constexpr std::uint64_t jfifBytes = 14; // Payloads; shorter ones mean nothing to any decoder.
 constexpr std::uint64_t adobeBytes = 12;
+constexpr std::uint16_t unitless = 1; // TIFF 6.0, ResolutionUnit: only the proportion counts.
 
 Result<Done> noteFrame(ByteSource& source, const Segment& segment, Facts& facts)
 {
@@ -344,9 +345,12 @@ bool canBecomeJFIF(const Facts& facts)
     return facts.components == 1;
 }
 
+// JFIF's densities are whole numbers.
 bool fitsJFIF(const Resolution& resolution)
 {
-    const auto fits = [](double density) { return density >= 1 && density < 65535.5; };
+    const auto fits = [](double density) {
+        return density >= 1 && density <= 65535 && density == std::floor(density);
+    };
     return fits(resolution.x) && fits(resolution.y);
 }
 
@@ -354,9 +358,15 @@ Bytes densityOf(const Resolution& resolution)
 {
     constexpr std::array<Byte, 4> units{0, 0, 1, 2}; // TIFF's none, inch, centimetre.
     Bytes density{units.at(resolution.unit)};
-    append16(density, static_cast<std::uint16_t>(std::lround(resolution.x)), ByteOrder::big);
-    append16(density, static_cast<std::uint16_t>(std::lround(resolution.y)), ByteOrder::big);
+    append16(density, static_cast<std::uint16_t>(resolution.x), ByteOrder::big);
+    append16(density, static_cast<std::uint16_t>(resolution.y), ByteOrder::big);
     return density;
+}
+
+// Whether a JFIF density says samples per length, not only the proportion of a sample.
+bool isPerLength(ByteSpan density)
+{
+    return density[0] != 0 && (density[1] | density[2]) != 0 && (density[3] | density[4]) != 0;
 }
 
 void writeSegment(OutputPlan& plan, Byte code, ByteSpan payload)
@@ -407,21 +417,26 @@ Properties propertiesOf(ByteSource& source, const Layout& layout)
     return properties;
 }
 
-// Resolution and orientation, in the few bytes that are written fresh. Where the resolution was
-// told by Exif alone it moves into JFIF, unless that would change the colours or the numbers.
+// Resolution and orientation, in the few bytes that are written fresh. JFIF's density counts where
+// it is one per length; otherwise Exif's resolution does, and moves into JFIF unless that would
+// change the colours or the numbers.
 Result<Done>
 planFreshSegments(ByteSource& source, const Layout& layout, const Facts& facts, OutputPlan& plan)
 {
     const Properties properties = propertiesOf(source, layout);
+    std::optional<Bytes> density;
+    if (facts.density)
+        density = NP_TRY(source.copyOf(*facts.density));
     std::optional<Resolution> resolution = storedResolution(properties);
-    const bool movesToJFIF = resolution && canBecomeJFIF(facts) && fitsJFIF(*resolution);
-    if (facts.density) {
-        writeJFIF(plan, NP_TRY(source.copyOf(*facts.density)));
-    } else if (movesToJFIF) {
-        writeJFIF(plan, densityOf(*resolution));
-    }
-    if (facts.density || movesToJFIF)
+    const bool addsUnit = resolution && resolution->unit != unitless;
+    if (density && (isPerLength(*density) || !addsUnit))
         resolution.reset();
+    if (resolution && fitsJFIF(*resolution) && (density || canBecomeJFIF(facts))) {
+        density = densityOf(*resolution);
+        resolution.reset();
+    }
+    if (density)
+        writeJFIF(plan, *density);
     const auto orientation = turnedOrientation(properties);
     if (orientation || resolution)
         writeEXIF(plan, freshEXIF(orientation, resolution));

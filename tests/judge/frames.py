@@ -17,6 +17,8 @@ FRAME_FIELDS = (
     "size or place",
     "delay",
     "disposal",
+    "delay",
+    "transparent",
     "depth",
     "colour space",
     "orientation",
@@ -73,7 +75,9 @@ def _imagemagick_frames(path):
     # The coder is named by content, so that a picture under a false name is read all the same.
     kind = {"": "", "heif": ""}.get(signature(path), signature(path) + ":")
     status, output, _ = run_tool("identify", "-quiet", "-format", FRAME_FORMAT, kind + path)
-    rows = [tuple(line.split(" ")) for line in output.decode().splitlines()]
+    # The normal way up is the same whether it is said or not.
+    lines = output.decode().replace(" TopLeft ", " Undefined ").splitlines()
+    rows = [tuple(line.split(" ")) for line in lines]
     whole = all(len(row) == len(FRAME_FIELDS) and len(row[1]) == 64 for row in rows)
     return rows if status == 0 and rows and whole else None
 
@@ -264,14 +268,28 @@ def _tiff_strips(path):
     return strips
 
 
+# What gifsicle tells of a screen and its frames; it shows comments and extensions, too.
+GIF_LINES = (
+    "logical screen",
+    "global color table",
+    "local color table",
+    "background",
+    "+ image",
+    "disposal",
+    "delay",
+    "transparent",
+    "interlaced",
+    "|",  # Colours
+)
+
+
 def _gif_info(path):
-    """Screen, frames, delays, disposals, colour tables and loop count, without comments."""
     _, output, _ = run_tool("gifsicle", "--no-warnings", "--color-info", "--info", path)
-    lines = output.decode("utf-8", "replace").splitlines()[1:]
-    frames = sum(line.startswith("  + image") for line in lines)
-    # A loop count means nothing to a single frame, and what stands in an extension is not shown.
-    skipped = ("comment", "extensions", "end comment", "aspect") + (("loop",) if frames < 2 else ())
-    return [line for line in lines if not line.strip().startswith(skipped)]
+    lines = [line.strip() for line in output.decode("utf-8", "replace").splitlines()]
+    frames = sum(line.startswith("+ image") for line in lines)
+    # A loop count means nothing to a single frame.
+    named = GIF_LINES + (("loop",) if frames > 1 else ())
+    return [line for line in lines if line.startswith(named)]
 
 
 def _webp_info(path):

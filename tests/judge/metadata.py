@@ -3,7 +3,6 @@
 import re
 
 import exiftool
-from frames import signature
 from process import run_tool
 
 # --- What a copy may hold ------------------------------------------------------------------------
@@ -68,6 +67,8 @@ MOVABLE = set(
     JpgFromRawLength JpgFromRaw TransferFunction TransferRange JFIFVersion ImageLength
     EmbeddedJPG EmbeddedPNG Orientation ResolutionUnit XResolution YResolution""".split()
 )
+# A BMP's profile in another file is named by its path, which goes, and the link with it.
+UNLINKED = (("File:ColorSpace", ["sRGB"]), ("File:ProfileSize", None))
 # A single frame has no loop count and no duration.
 ANIMATION = {"AnimationIterations", "AnimationLoopCount", "Duration", "FrameCount"}
 
@@ -106,11 +107,14 @@ def _structure(entries, kind):
 def lost_structure(original_entries, copy_entries, kind, frames):
     """Sentences on structure that changed: size, depth, colour type, compression, animation."""
     before, after = _structure(original_entries, kind), _structure(copy_entries, kind)
+    is_linked = any(entry.name == "LinkedProfileName" for entry in original_entries)
     problems = []
     for label in sorted(before.keys() | after.keys()):
         was, now = before.get(label), after.get(label)
         is_animation = label.split(":")[1] in ANIMATION
         if was == now or (is_animation and frames == 1 and now is None):
+            continue
+        if is_linked and (label, now) in UNLINKED:
             continue
         problems.append(f"{label} was {_short(was)}, is {_short(now)}")
     return problems
@@ -176,10 +180,10 @@ def _positive(numbers, units, default):
     return (round(x, 3), round(y, 3), unit) if x > 0 and y > 0 else None
 
 
-def same_resolution(was, now, kind):
-    if was == now or (kind == "jpeg" and was in (None, ("proportion", 1.0)) and now in (None, ("proportion", 1.0))):
-        return True
-    return False
+def same_resolution(was, now):
+    """Silence means square samples."""
+    square = (None, ("proportion", 1.0))
+    return was == now or (was in square and now in square)
 
 
 # --- What other programs say about it ------------------------------------------------------------
@@ -222,6 +226,7 @@ def new_warnings(original_entries, copy_entries):
 
 LEAST_BYTES = 5
 PROBE_BYTES = 64
+PROBE_VARIETY = 40
 
 
 def hidden_values(original_entries, kind):
@@ -252,11 +257,11 @@ def _encoded(text, code):
 
 def _probes(binary):
     """All of a short one; of a long one (a preview) three stretches of its second half, because
-    pictures of one maker begin with the same tables."""
+    pictures of one maker begin with the same tables. Even areas look alike in any picture."""
     if len(binary) <= 4 * PROBE_BYTES:
         return [binary] if _is_telling(binary) else []
     starts = [len(binary) * part // 10 for part in (6, 7, 9)]
-    return [p for p in (binary[s : s + PROBE_BYTES] for s in starts) if len(set(p)) >= 16]
+    return [p for p in (binary[s : s + PROBE_BYTES] for s in starts) if len(set(p)) >= PROBE_VARIETY]
 
 
 def _is_telling(needle):
@@ -310,7 +315,3 @@ def leaks(original_entries, copy_path, copy_entries, kind):
         if needle in data:
             found.setdefault(label, needle)
     return [f"the copy holds {label} = {needle[:40]!r}" for label, needle in found.items()]
-
-
-def kind_of(path):
-    return signature(path)
