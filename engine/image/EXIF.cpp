@@ -205,7 +205,8 @@ std::optional<Resolution> storedResolution(const Properties& properties)
 {
     const auto x = properties.number(Group::tiff, tag::xResolution);
     const auto y = properties.number(Group::tiff, tag::yResolution);
-    if (!x || !y || *x <= 0 || *y <= 0)
+    constexpr double least = 0.0001; // What `freshEXIF` can write.
+    if (!x || !y || *x < least || *y < least)
         return std::nullopt;
     const double unit = properties.number(Group::tiff, tag::resolutionUnit).value_or(2);
     const bool isKnown = unit == 1 || unit == 2 || unit == 3;

@@ -345,11 +345,12 @@ bool canBecomeJFIF(const Facts& facts)
     return facts.components == 1;
 }
 
-// JFIF's densities are whole numbers.
+// JFIF's densities are whole numbers. What Exif would round to one, in ten-thousandths, is one.
 bool fitsJFIF(const Resolution& resolution)
 {
     const auto fits = [](double density) {
-        return density >= 1 && density <= 65535 && density == std::floor(density);
+        const double parts = std::round(density * 10000);
+        return parts >= 10000 && parts <= 655350000 && std::fmod(parts, 10000) == 0;
     };
     return fits(resolution.x) && fits(resolution.y);
 }
@@ -358,8 +359,8 @@ Bytes densityOf(const Resolution& resolution)
 {
     constexpr std::array<Byte, 4> units{0, 0, 1, 2}; // TIFF's none, inch, centimetre.
     Bytes density{units.at(resolution.unit)};
-    append16(density, static_cast<std::uint16_t>(resolution.x), ByteOrder::big);
-    append16(density, static_cast<std::uint16_t>(resolution.y), ByteOrder::big);
+    append16(density, static_cast<std::uint16_t>(std::lround(resolution.x)), ByteOrder::big);
+    append16(density, static_cast<std::uint16_t>(std::lround(resolution.y)), ByteOrder::big);
     return density;
 }
 

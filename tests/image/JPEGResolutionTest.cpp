@@ -84,5 +84,12 @@ TEST(JPEGResolution, keepsFractionsInEXIF)
     EXPECT_EQ(mustClean(copy), copy);
 }
 
+TEST(JPEGResolution, takesForWholeWhatRoundsToIt)
+{
+    const Bytes copy = mustClean(jpegWithEXIF({exifBlock({{7199999, 100000}})}));
+    EXPECT_TRUE(hasJFIF(copy, "\x01\0\x48\0\x48"sv));
+    EXPECT_EQ(mustClean(copy), copy);
+}
+
 } // namespace
 } // namespace nullprint::tests
