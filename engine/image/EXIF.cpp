@@ -35,8 +35,9 @@ std::string commentText(ByteSpan raw, ByteOrder order)
     const std::string_view code = asText(raw.first(commentCodeBytes));
     ByteSpan text = raw.subspan(commentCodeBytes);
     if (code != commentUnicode) {
-        const bool isMarked = code == commentASCII || code.find_first_not_of('\0') == code.npos ||
-                              code.starts_with("JIS");
+        // No text begins with a NUL: that is no code at all, or one in the wrong byte order.
+        const bool isMarked =
+            code == commentASCII || code.starts_with('\0') || code.starts_with("JIS");
         return storedText(isMarked ? text : raw);
     }
     if (text.size() >= 2 && (text[0] ^ text[1]) == (0xFE ^ 0xFF) && (text[0] & text[1]) == 0xFE) {
@@ -226,11 +227,7 @@ std::optional<Resolution> storedResolution(const Properties& properties)
 {
     const auto x = properties.number(Group::tiff, tag::xResolution);
     const auto y = properties.number(Group::tiff, tag::yResolution);
-    const auto isUsable = [](const std::optional<double>& samples) {
-        constexpr double smallest = 0.0001; // Below, a fresh rational would be zero.
-        return samples && *samples >= smallest && std::isfinite(*samples);
-    };
-    if (!isUsable(x) || !isUsable(y))
+    if (!x || !y || *x <= 0 || *y <= 0)
         return std::nullopt;
     const Fraction across = fractionOf(*x);
     const Fraction down = fractionOf(*y);
