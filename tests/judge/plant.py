@@ -134,7 +134,7 @@ def _in_bmp(data, text):
     offset = int.from_bytes(data[10:14], "little")
     header = int.from_bytes(data[14:18], "little")
     if header >= 124 and data[70:74] in (b"DEBM", b"KNIL"):
-        return data + text
+        return data[:2] + (len(data) + len(text)).to_bytes(4, "little") + data[6:] + text
     gap = text + bytes(-len(text) % 4)
     moved = (offset + len(gap)).to_bytes(4, "little")
     size = (len(data) + len(gap) + len(text)).to_bytes(4, "little")
