@@ -346,6 +346,7 @@ struct Facts {
 
 constexpr std::uint64_t jfifBytes = 14; // Payloads; shorter ones mean nothing to any decoder.
 constexpr std::uint64_t adobeBytes = 12;
+constexpr std::uint16_t unitless = 1; // TIFF 6.0, ResolutionUnit: only the proportion counts.
 
 Result<Done> noteFrame(ByteSource& source, const Segment& segment, Facts& facts)
 {
@@ -473,10 +474,20 @@ Properties readProperties(ByteSource& source, std::uint32_t)
     return properties;
 }
 
+// Whether a JFIF density says nothing that Exif's resolution could contradict: it has no unit, or
+// no value, and pixels are square.
+bool isEmptyDensity(ByteSpan density)
+{
+    const bool hasUnit = density[0] != 0;
+    const bool hasValues = (density[1] | density[2]) != 0 && (density[3] | density[4]) != 0;
+    const bool isSquare = density[1] == density[3] && density[2] == density[4];
+    return !hasValues || (!hasUnit && isSquare);
+}
+
 // Resolution and orientation, in the few bytes that are written fresh. A density in JFIF stays as
-// it is. What Exif says of the resolution moves into JFIF where there was none, unless that would
-// change the colours or the numbers; otherwise it stays in Exif, which many readers prefer, as long
-// as it says something else.
+// it is. What Exif says of the resolution moves into JFIF where that said nothing, unless that
+// would change the colours or the numbers; otherwise it stays in Exif, which many readers prefer,
+// as long as it says something else.
 Result<Done> planFreshSegments(ByteSource& source, const Facts& facts, OutputPlan& plan)
 {
     const Properties properties = readProperties(source, 0);
@@ -486,7 +497,9 @@ Result<Done> planFreshSegments(ByteSource& source, const Facts& facts, OutputPla
         density = NP_TRY(source.copyOf(*facts.density));
     if (resolution && fitsJFIF(*resolution)) {
         const Bytes wanted = densityOf(*resolution);
-        if (!facts.density && canBecomeJFIF(facts))
+        const bool moves = facts.density ? isEmptyDensity(density) && resolution->unit != unitless
+                                         : canBecomeJFIF(facts);
+        if (moves)
             density = wanted;
         if (density == wanted)
             resolution.reset();
