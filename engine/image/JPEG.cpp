@@ -60,10 +60,11 @@ constexpr std::array segmentNames{
 struct Segment {
     Byte marker = 0; // 0 for a rest that holds no whole segment.
     BlockKind kind = BlockKind::trailer;
-    ByteRange filler;  // Bytes between what comes before and this segment.
-    ByteRange whole;   // From the 0xFF before the marker on.
-    ByteRange payload; // What stands behind the length; empty where there is no length.
-    ByteRange scan;    // The entropy-coded data behind a start of scan.
+    ByteRange filler;    // Bytes between what comes before and this segment.
+    ByteRange whole;     // From the 0xFF before the marker on.
+    ByteRange payload;   // What stands behind the length; empty where there is no length.
+    ByteRange scan;      // The entropy-coded data behind a start of scan.
+    bool isExact = true; // It holds what its standard says and no more.
 };
 
 bool isStandalone(Byte code)
@@ -296,6 +297,8 @@ Result<Segment> readTypedSegment(ByteSource& source, ByteCursor& cursor, Extent 
     if (segment.marker == 0)
         return segment;
     segment.kind = kindOf(source, segment);
+    // Here rather than by those who ask, so that the file is read forwards.
+    segment.isExact = !isKept(segment.kind) || checkKept(source, segment).ok();
     if (segment.marker == marker::startOfScan && extent == Extent::whole) {
         const std::uint64_t from = cursor.position();
         const std::uint64_t end = NP_TRY(endOfScan(source, from));
@@ -520,7 +523,8 @@ Result<Done> planSegment(ByteSource& source, const Segment& segment, bool sawSca
         segment.kind == BlockKind::colourProfile || segment.kind == BlockKind::colourTransform;
     if (isApplication && sawScan)
         return Done{};
-    NP_TRY(checkKept(source, segment));
+    if (!segment.isExact)
+        return Error{"segment that holds less or more than it should", segment.whole.offset};
     if (segment.kind == BlockKind::colourTransform) {
         const ByteRange defined{segment.payload.offset, adobeBytes};
         if (segment.payload.length >= adobeBytes)

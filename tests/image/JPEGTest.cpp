@@ -45,7 +45,7 @@ Bytes photoshop(std::string_view resources)
 
 Bytes kitchenSink()
 {
-    return joined({picture({jfif(1, 300, 300, "thumb!"),
+    return joined({picture({jfif(1, 300, 300, "rgb"),
                             segment(0xE0, {"JFXX\0\x13secret", 12}),
                             exifWith(6, std::nullopt),
                             segment(0xE1, {"http://ns.adobe.com/xap/1.0/\0<x:xmpmeta/>", 41}),
