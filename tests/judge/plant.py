@@ -1,0 +1,2 @@
+def planted(cases, court):
+    return cases

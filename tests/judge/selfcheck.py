@@ -1,0 +1,2 @@
+def check(programs, court):
+    return 1
