@@ -60,10 +60,11 @@ constexpr std::array segmentNames{
 struct Segment {
     Byte marker = 0; // 0 for a rest that holds no whole segment.
     BlockKind kind = BlockKind::trailer;
-    ByteRange filler;  // Bytes between what comes before and this segment.
-    ByteRange whole;   // From the 0xFF before the marker on.
-    ByteRange payload; // What stands behind the length; empty where there is no length.
-    ByteRange scan;    // The entropy-coded data behind a start of scan.
+    ByteRange filler;    // Bytes between what comes before and this segment.
+    ByteRange whole;     // From the 0xFF before the marker on.
+    ByteRange payload;   // What stands behind the length; empty where there is no length.
+    ByteRange scan;      // The entropy-coded data behind a start of scan.
+    bool isExact = true; // It holds what its standard says and no more.
 };
 
 bool isStandalone(Byte code)
@@ -296,6 +297,8 @@ Result<Segment> readTypedSegment(ByteSource& source, ByteCursor& cursor, Extent 
     if (segment.marker == 0)
         return segment;
     segment.kind = kindOf(source, segment);
+    // Here rather than by those who ask, so that the file is read forwards.
+    segment.isExact = !isKept(segment.kind) || checkKept(source, segment).ok();
     if (segment.marker == marker::startOfScan && extent == Extent::whole) {
         const std::uint64_t from = cursor.position();
         const std::uint64_t end = NP_TRY(endOfScan(source, from));
@@ -346,6 +349,7 @@ struct Facts {
 
 constexpr std::uint64_t jfifBytes = 14; // Payloads; shorter ones mean nothing to any decoder.
 constexpr std::uint64_t adobeBytes = 12;
+constexpr std::uint16_t unitless = 1; // TIFF 6.0, ResolutionUnit: only the proportion counts.
 
 Result<Done> noteFrame(ByteSource& source, const Segment& segment, Facts& facts)
 {
@@ -473,10 +477,20 @@ Properties readProperties(ByteSource& source, std::uint32_t)
     return properties;
 }
 
+// Whether a JFIF density says nothing that Exif's resolution could contradict: it has no unit, or
+// no value, and pixels are square.
+bool isEmptyDensity(ByteSpan density)
+{
+    const bool hasUnit = density[0] != 0;
+    const bool hasValues = (density[1] | density[2]) != 0 && (density[3] | density[4]) != 0;
+    const bool isSquare = density[1] == density[3] && density[2] == density[4];
+    return !hasValues || (!hasUnit && isSquare);
+}
+
 // Resolution and orientation, in the few bytes that are written fresh. A density in JFIF stays as
-// it is. What Exif says of the resolution moves into JFIF where there was none, unless that would
-// change the colours or the numbers; otherwise it stays in Exif, which many readers prefer, as long
-// as it says something else.
+// it is. What Exif says of the resolution moves into JFIF where that said nothing, unless that
+// would change the colours or the numbers; otherwise it stays in Exif, which many readers prefer,
+// as long as it says something else.
 Result<Done> planFreshSegments(ByteSource& source, const Facts& facts, OutputPlan& plan)
 {
     const Properties properties = readProperties(source, 0);
@@ -486,7 +500,9 @@ Result<Done> planFreshSegments(ByteSource& source, const Facts& facts, OutputPla
         density = NP_TRY(source.copyOf(*facts.density));
     if (resolution && fitsJFIF(*resolution)) {
         const Bytes wanted = densityOf(*resolution);
-        if (!facts.density && canBecomeJFIF(facts))
+        const bool moves = facts.density ? isEmptyDensity(density) && resolution->unit != unitless
+                                         : canBecomeJFIF(facts);
+        if (moves)
             density = wanted;
         if (density == wanted)
             resolution.reset();
@@ -507,7 +523,8 @@ Result<Done> planSegment(ByteSource& source, const Segment& segment, bool sawSca
         segment.kind == BlockKind::colourProfile || segment.kind == BlockKind::colourTransform;
     if (isApplication && sawScan)
         return Done{};
-    NP_TRY(checkKept(source, segment));
+    if (!segment.isExact)
+        return Error{"segment that holds less or more than it should", segment.whole.offset};
     if (segment.kind == BlockKind::colourTransform) {
         const ByteRange defined{segment.payload.offset, adobeBytes};
         if (segment.payload.length >= adobeBytes)

@@ -60,12 +60,13 @@ TEST(JPEGResolution, fillsInAJFIFDensityWithoutUnit)
     EXPECT_TRUE(hasJFIF(mustClean(withJFIF(photo, "\x01\0\0\0\0"sv)), "\x01\x01\x2C\x01\x2C"sv));
 }
 
-TEST(JPEGResolution, leavesAJFIFDensityThatHasAUnit)
+TEST(JPEGResolution, keepsBothWhenTheyDisagree)
 {
     const Bytes photo = jpegWithEXIF({exifBlock({{300, 1}})});
     const Bytes copy = mustClean(withJFIF(photo, "\x02\0\x1C\0\x1C"sv));
     EXPECT_TRUE(hasJFIF(copy, "\x02\0\x1C\0\x1C"sv));
-    EXPECT_EQ(horizontalInEXIF(copy), 0);
+    EXPECT_EQ(horizontalInEXIF(copy), 300);
+    EXPECT_EQ(mustClean(copy), copy);
 }
 
 TEST(JPEGResolution, leavesAProportionWhenEXIFHasNoUnitEither)

@@ -12,6 +12,7 @@ import reveal
 
 MOST_SECONDS = 5
 MEMORY_FLOOR = 64 << 20
+SANITIZED_FLOOR = 512 << 20
 MEMORY_FACTOR = 3
 REFUSALS = ("Couldn’t read the image.", "Couldn’t write the cleaned image.")
 # Copies must take over the permissions whatever they are, so originals take turns at these.
@@ -21,9 +22,10 @@ MODES = (0o644, 0o600, 0o640, 0o444)
 class Programs:
     """The program under test. `cleaner` stands in for it at cleaning when the judge is tested."""
 
-    def __init__(self, nullprint, cleaner=None):
+    def __init__(self, nullprint, cleaner=None, is_sanitized=False):
         self.nullprint = [nullprint]
         self.cleaner = cleaner or self.nullprint
+        self.memory_floor = SANITIZED_FLOOR if is_sanitized else MEMORY_FLOOR
 
 
 class Case:
@@ -55,7 +57,7 @@ class Case:
     def clean(self, programs, launcher):
         before = _snapshot(self.original)
         outcome = launcher.run(*programs.cleaner, "--scrub", self.original)
-        self._judge_run(outcome)
+        self._judge_run(outcome, programs)
         self._judge_output(outcome)
         if _snapshot(self.original) != before:
             self.blame("the original was changed: " + _difference(before, _snapshot(self.original)))
@@ -67,14 +69,14 @@ class Case:
         if self.copy:
             self._clean_again(programs, launcher)
 
-    def _judge_run(self, outcome):
+    def _judge_run(self, outcome, programs):
         if outcome.status != 0:
             self.blame(f"the program ended with status {outcome.status}")
         if outcome.complaints:
             self.blame(f"standard error is not empty: {outcome.complaints[:120]!r}")
         if outcome.seconds >= MOST_SECONDS:
             self.blame(f"took {outcome.seconds:.1f} s")
-        most = MEMORY_FLOOR + MEMORY_FACTOR * os.path.getsize(self.original)
+        most = programs.memory_floor + MEMORY_FACTOR * os.path.getsize(self.original)
         if outcome.peak_bytes > most:
             self.blame(f"took {outcome.peak_bytes >> 20} MiB of memory")
 
@@ -125,10 +127,8 @@ class Case:
 
     def _judge_frames(self, kind):
         verdicts = frames.compare(self.original, self.copy)
-        if verdicts[0] is None:
-            verdicts = verdicts[1:]
-            if not self.is_bad:
-                self.blame("no judge can decode the picture")
+        if not self.is_bad and not any(verdict.frames for verdict in verdicts):
+            self.blame("no judge can decode the picture")
         for verdict in verdicts:
             self.blame(*verdict.problems)
         self.notes.append("pixels by " + ", ".join(v.judge for v in verdicts))
@@ -171,8 +171,8 @@ class Case:
             data = file.read()
         report = launcher.run(*programs.nullprint, "--reveal", self.original)
         listing = launcher.run(*programs.nullprint, "--inspect", self.original)
-        self._judge_run(report)
-        self._judge_run(listing)
+        self._judge_run(report, programs)
+        self._judge_run(listing, programs)
         if self.is_bad:  # What can be told of a damaged file is nobody's promise.
             return
         self.blame(*reveal.check_report(report.text(), self.name, entries, data))

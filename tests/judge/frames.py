@@ -17,8 +17,6 @@ FRAME_FIELDS = (
     "size or place",
     "delay",
     "disposal",
-    "delay",
-    "transparent",
     "depth",
     "colour space",
     "orientation",
@@ -36,7 +34,8 @@ class Verdict:
 
 
 def compare(original, copy):
-    """The verdict of every judge that can read the picture; the first one has the pixels."""
+    """The verdict of every judge that can read the picture. The first one has the pixels when it
+    tells how many frames there are."""
     first = _by_imagemagick(original, copy) or _by_format(original, copy)
     verdicts = [first]
     kind = signature(original)
@@ -48,7 +47,7 @@ def compare(original, copy):
         verdicts.append(_by_text("frame chunks", _png_frames, original, copy))
     if kind == "tiff":
         verdicts.append(_by_text("tiffinfo", _tiff_pages, original, copy))
-    return verdicts
+    return [verdict for verdict in verdicts if verdict]
 
 
 def signature(path):
@@ -104,7 +103,11 @@ def _how(was, now):
 
 
 def _by_text(judge, describe, original, copy):
-    before, after = describe(original), describe(copy)
+    """Nothing when the judge cannot read the original."""
+    before = describe(original)
+    if not before:
+        return None
+    after = describe(copy)
     problems = []
     if before != after:
         lost = [line for line in before if line not in after]
@@ -227,11 +230,18 @@ def _png_frames(path):
 
 
 def _bmp_pixels(path):
-    """The palette aside, what stands from the announced offset on, as long as the header says."""
+    """What stands from the announced offset on, as long as the header says or the size demands."""
     data = _content(path)
-    begin = int.from_bytes(data[10:14], "little")
-    length = int.from_bytes(data[34:38], "little")
-    return data[begin : begin + length] if length else data[begin:]
+
+    def number(at, size):
+        return int.from_bytes(data[at : at + size], "little", signed=True)
+
+    begin, header = number(10, 4), number(14, 4)
+    is_old = header == 12
+    width, height = (number(18, 2), number(20, 2)) if is_old else (number(18, 4), number(22, 4))
+    depth = number(24 if is_old else 28, 2)
+    length = 0 if is_old else number(34, 4)
+    return data[begin : begin + (length or (width * depth + 31) // 32 * 4 * abs(height))]
 
 
 def _tiff_strips(path):
@@ -284,7 +294,7 @@ GIF_LINES = (
 
 
 def _gif_info(path):
-    _, output, _ = run_tool("gifsicle", "--no-warnings", "--color-info", "--info", path)
+    _, output, _ = run_tool("gifsicle", "--color-info", path)
     lines = [line.strip() for line in output.decode("utf-8", "replace").splitlines()]
     frames = sum(line.startswith("+ image") for line in lines)
     # A loop count means nothing to a single frame.

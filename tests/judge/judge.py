@@ -17,13 +17,14 @@ import made
 import plant
 import selfcheck
 from case import Case, Programs
-from process import Launcher, fail, missing_tools
+from process import Launcher, missing_tools
 
 PICTURES = {"jpg", "jpeg", "png", "gif", "webp", "tiff", "tif", "bmp"}
 HEIF = {"heic", "heif"}
 TOOLS = (
     "exiftool exiv2 identify convert pngcheck webpinfo webpmux dwebp tiffinfo tiffcp gifsicle djpeg"
 ).split()
+MISSING_STATUS = 77  # As CTest is told, so that it says that the test was left out.
 
 
 def pictures_in(folder, extensions):
@@ -108,6 +109,9 @@ def options():
     parser.add_argument("--plant", action="store_true", help="plant metadata before judging")
     parser.add_argument("--with-heif", action="store_true", help="judge HEIC and HEIF, too")
     parser.add_argument("--self-check", action="store_true", help="show that the judge can fail")
+    parser.add_argument(
+        "--sanitized", action="store_true", help="the program keeps freed memory: allow for that"
+    )
     parser.add_argument("--keep", metavar="DIR", help="leave originals and copies in DIR")
     parser.add_argument(
         "folders",
@@ -129,18 +133,19 @@ def main():
     chosen = options()
     missing = missing_tools(TOOLS)
     if missing:
-        fail("These programs are needed and not installed: " + ", ".join(missing))
-    programs = Programs(os.path.abspath(chosen.nullprint))
+        print("These programs are needed and not installed: " + ", ".join(missing))
+        return MISSING_STATUS
+    nullprint = os.path.abspath(chosen.nullprint)
     if chosen.self_check:
-        return selfcheck.check(programs, Court)
-    court = Court(programs, os.cpu_count() or 1)
+        return selfcheck.check(nullprint, Court)
+    court = Court(Programs(nullprint, is_sanitized=chosen.sanitized), os.cpu_count() or 1)
     scratch = os.path.abspath(chosen.keep) if chosen.keep else tempfile.mkdtemp(prefix="judge-")
     try:
         extensions = PICTURES | (HEIF if chosen.with_heif else set())
         folder = chosen_folder(chosen.folders, extensions, scratch)
         cases = cases_of(folder, extensions, os.path.join(scratch, "cases"))
         if chosen.plant:
-            cases = plant.planted(cases, court)
+            cases = plant.planted(cases)
         court.judge(cases)
         return tell(cases)
     finally:

@@ -2,15 +2,18 @@
 
 import os
 
+from colour_profile import make_profile
 from process import run_tool
 
+PROFILE = "profile.icc"
 ARGUMENTS = {
-    "photo.jpg": "-size 160x120 plasma:red-blue -seed 1 -quality 90",
+    "photo.jpg": f"-size 160x120 plasma:red-blue -seed 1 -quality 75 -profile {PROFILE}",
+    "profiled.png": f"-size 61x47 plasma: -seed 12 -profile {PROFILE}",
     "progressive.jpg": "-size 97x61 plasma:green-black -seed 2 -interlace JPEG -quality 80",
     "grey.jpg": "-size 64x64 gradient: -colorspace Gray",
     "inks.jpg": "-size 64x48 plasma: -seed 3 -colorspace CMYK",
     "truecolour.png": "-size 80x50 plasma: -seed 4",
-    "palette.png": "-size 80x50 plasma: -seed 5 -type Palette",
+    "palette.png": "-size 80x50 plasma: -seed 5 -colors 16",
     "deep.png": "-size 40x40 gradient: -depth 16",
     "moving.gif": "-delay 20 -loop 3 -size 40x30 xc:red xc:green xc:blue",
     "still.gif": "-size 40x30 plasma: -seed 6",
@@ -33,18 +36,24 @@ TAGS = (
     "-GPSLatitudeRef=N",
     "-GPSLongitude=2.29448",
     "-GPSLongitudeRef=W",
+    "-GPSMapDatum=Tokyo-97 and more",
     "-XMP-dc:Creator=A. Photographer",
     "-IPTC:Keywords=hidden words",
 )
 
 
-def make_pictures(folder):
+def make_pictures(folder, names=tuple(ARGUMENTS)):
     os.makedirs(folder)
-    for name, arguments in ARGUMENTS.items():
+    profile = os.path.join(folder, PROFILE)
+    with open(profile, "wb") as file:
+        file.write(make_profile())
+    for name in names:
         path = os.path.join(folder, name)
-        status, _, complaints = run_tool("convert", *arguments.split(), path)
+        arguments = [profile if word == PROFILE else word for word in ARGUMENTS[name].split()]
+        status, _, complaints = run_tool("convert", *arguments, path)
         if status != 0:
             raise RuntimeError(f"cannot make {name}: {complaints.decode(errors='replace')}")
-    paths = [os.path.join(folder, name) for name in ARGUMENTS if not name.endswith(".bmp")]
+    os.remove(profile)
+    paths = [os.path.join(folder, name) for name in names if not name.endswith(".bmp")]
     run_tool("exiftool", "-q", "-m", "-overwrite_original", *TAGS, *paths)
     return folder

@@ -96,7 +96,7 @@ def _structure(entries, kind):
     facts = {}
     for entry in entries:
         is_page = re.fullmatch(r"IFD\d+", entry.group) is not None
-        is_outside = entry.group in OUTSIDE_GROUPS or entry.group in ("Composite", "ICC_Profile")
+        is_outside = entry.group in OUTSIDE_GROUPS or entry.group.startswith(("Composite", "ICC"))
         if entry.is_embedded or is_outside or entry.name in MOVABLE or (is_page and kind != "tiff"):
             continue
         if is_allowed(entry, kind):

@@ -5,7 +5,6 @@ import json
 import os
 import signal
 import subprocess
-import sys
 import tempfile
 import time
 
@@ -117,8 +116,3 @@ def missing_tools(names):
     """Those of the judges that are not installed."""
     folders = os.environ.get("PATH", os.defpath).split(os.pathsep)
     return [n for n in names if not any(os.access(os.path.join(f, n), os.X_OK) for f in folders)]
-
-
-def fail(sentence):
-    print(sentence, file=sys.stderr)
-    sys.exit(2)

@@ -37,12 +37,15 @@ class Tags:
     def __init__(self, entries):
         self.values = {}
         self.names = {}
+        # What a TIFF file has among its Photoshop resources is IPTC as any; elsewhere, exiftool
+        # calls so what it finds behind a picture's end.
+        is_tiff = any(e.name == "FileType" and e.values[0] in ("TIFF", "BTF") for e in entries)
         for entry in entries:
             if entry.is_embedded:
                 continue
-            # exiftool joins what is stored; a list stays apart, and its first value is the field's.
-            self.values.setdefault((entry.group, entry.name), entry.values[0] if entry.values else "")
-            self.names.setdefault(entry.group, set()).add(entry.name)
+            group = "IPTC" if is_tiff and entry.group == "IPTC2" else entry.group
+            self.values.setdefault((group, entry.name), entry.values[0] if entry.values else "")
+            self.names.setdefault(group, set()).add(entry.name)
 
     def text(self, group, name):
         value = self.values.get((group, name))

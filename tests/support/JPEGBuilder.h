@@ -25,56 +25,39 @@ inline const Bytes end{0xFF, 0xD9};
 // `unit`: 0 none, 1 inch, 2 centimetre.
 inline Bytes jfif(Byte unit, std::uint16_t x, std::uint16_t y, std::string_view thumbnail = {})
 {
-    Bytes payload = bytesOf({"JFIF\0\1\1", 7});
-    payload.push_back(unit);
+    Bytes payload = joined({bytesOf({"JFIF\0\1\1", 7}), {unit}});
     append16(payload, x, ByteOrder::big);
     append16(payload, y, ByteOrder::big);
-    payload.push_back(static_cast<Byte>(thumbnail.size() / 3));
-    payload.push_back(1);
-    if (thumbnail.empty())
-        payload.back() = 0;
-    append(payload, thumbnail);
-    return segment(0xE0, payload);
+    const auto pixels = static_cast<Byte>(thumbnail.size() / 3); // One, or none.
+    return segment(0xE0, joined({payload, {pixels, pixels}, bytesOf(thumbnail)}));
 }
 
 inline Bytes adobe(Byte transform, std::string_view more = {})
 {
-    Bytes payload = bytesOf({"Adobe\0\x64\0\0\0\0", 11});
-    payload.push_back(transform);
-    append(payload, more);
-    return segment(0xEE, payload);
+    const Bytes head = bytesOf({"Adobe\0\x64\0\0\0\0", 11});
+    return segment(0xEE, joined({head, {transform}, bytesOf(more)}));
 }
 
-inline Bytes exif(ByteSpan structure)
+inline Bytes exif(const Bytes& structure)
 {
-    Bytes payload = bytesOf({"Exif\0\0", 6});
-    append(payload, structure);
-    return segment(0xE1, payload);
+    return segment(0xE1, joined({bytesOf({"Exif\0\0", 6}), structure}));
 }
 
 inline Bytes icc(Byte number, Byte count, std::string_view part)
 {
-    Bytes payload = bytesOf({"ICC_PROFILE\0", 12});
-    append(payload, Bytes{number, count});
-    append(payload, part);
-    return segment(0xE2, payload);
+    const Bytes head = bytesOf({"ICC_PROFILE\0", 12});
+    return segment(0xE2, joined({head, {number, count}, bytesOf(part)}));
 }
 
 inline Bytes quantisation(std::string_view more = {})
 {
-    Bytes payload(65, 1);
-    payload[0] = 0;
-    append(payload, more);
-    return segment(0xDB, payload);
+    return segment(0xDB, joined({{0}, Bytes(64, 1), bytesOf(more)}));
 }
 
 // One code of one bit.
 inline Bytes huffman(std::string_view more = {})
 {
-    Bytes payload(18, 0);
-    payload[1] = 1;
-    append(payload, more);
-    return segment(0xC4, payload);
+    return segment(0xC4, joined({{0, 1}, Bytes(16, 0), bytesOf(more)}));
 }
 
 // A frame of 16 by 8 with a component for each name.
