@@ -14,16 +14,19 @@ using image::FieldType;
 
 constexpr JDIMENSION side = 8;
 
-void appendField(Bytes& out,
-                 std::uint16_t tag,
-                 FieldType type,
-                 std::uint32_t count,
-                 std::uint32_t value)
+struct PlantedField {
+    std::uint16_t tag;
+    FieldType type;
+    std::uint32_t count;
+    std::uint32_t value; // Or where it stands.
+};
+
+void appendField(Bytes& out, const PlantedField& field)
 {
-    append16(out, tag, ByteOrder::big);
-    append16(out, static_cast<std::uint16_t>(type), ByteOrder::big);
-    append32(out, count, ByteOrder::big);
-    append32(out, value, ByteOrder::big);
+    append16(out, field.tag, ByteOrder::big);
+    append16(out, static_cast<std::uint16_t>(field.type), ByteOrder::big);
+    append32(out, field.count, ByteOrder::big);
+    append32(out, field.value, ByteOrder::big);
 }
 
 void appendDegrees(Bytes& out, std::uint32_t degrees)
@@ -37,18 +40,18 @@ void appendDegrees(Bytes& out, std::uint32_t degrees)
 // Offsets count from the "MM": first directory at 8, GPS directory at 50, values from 80 on.
 Bytes plantedEXIF()
 {
-    constexpr std::string_view make("TestCam", 8); // With its NUL.
-    constexpr std::string_view artist("Test Person", 12);
+    constexpr std::string_view make("TestCam\0", 8);
+    constexpr std::string_view artist("Test Person\0", 12);
     Bytes out;
     append(out, std::string_view("Exif\0\0MM\0*\0\0\0\x08", 14));
     append16(out, 3, ByteOrder::big);
-    appendField(out, image::tag::make, FieldType::ascii, make.size(), 80);
-    appendField(out, image::tag::artist, FieldType::ascii, artist.size(), 88);
-    appendField(out, image::tag::gpsIFD, FieldType::unsigned32, 1, 50);
+    appendField(out, {image::tag::make, FieldType::ascii, make.size(), 80});
+    appendField(out, {image::tag::artist, FieldType::ascii, artist.size(), 88});
+    appendField(out, {image::tag::gpsIFD, FieldType::unsigned32, 1, 50});
     append32(out, 0, ByteOrder::big);
     append16(out, 2, ByteOrder::big);
-    appendField(out, image::tag::gpsLatitude, FieldType::rational, 3, 100);
-    appendField(out, image::tag::gpsLongitude, FieldType::rational, 3, 124);
+    appendField(out, {image::tag::gpsLatitude, FieldType::rational, 3, 100});
+    appendField(out, {image::tag::gpsLongitude, FieldType::rational, 3, 124});
     append32(out, 0, ByteOrder::big);
     append(out, make);
     append(out, artist);
@@ -81,7 +84,7 @@ void encode(Encoder& encoder, ByteSpan exif)
     jpeg_set_defaults(&state);
     jpeg_start_compress(&state, TRUE);
     jpeg_write_marker(&state, JPEG_APP0 + 1, exif.data(), static_cast<unsigned>(exif.size()));
-    std::array<JSAMPLE, side * 3> black{};
+    std::array<JSAMPLE, 3UL * side> black{};
     JSAMPROW row = black.data();
     while (state.next_scanline < state.image_height)
         jpeg_write_scanlines(&state, &row, 1);

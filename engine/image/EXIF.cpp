@@ -35,8 +35,9 @@ std::string commentText(ByteSpan raw, ByteOrder order)
     const std::string_view code = asText(raw.first(commentCodeBytes));
     ByteSpan text = raw.subspan(commentCodeBytes);
     if (code != commentUnicode) {
-        const bool isMarked = code == commentASCII || code.find_first_not_of('\0') == code.npos ||
-                              code.starts_with("JIS");
+        // No text begins with a NUL: that is no code at all, or one in the wrong byte order.
+        const bool isMarked =
+            code == commentASCII || code.starts_with('\0') || code.starts_with("JIS");
         return storedText(isMarked ? text : raw);
     }
     if (text.size() >= 2 && (text[0] ^ text[1]) == (0xFE ^ 0xFF) && (text[0] & text[1]) == 0xFE) {
@@ -78,7 +79,7 @@ public:
         if (!directory.ok())
             return;
         for (const Field& field : directory.value().fields)
-            properties.add(Group::tiff, field.tag, ifds.value(field));
+            properties.add(Group::tiff, field.tag, valueIn(Group::tiff, field));
         readLinked(directory.value(), tag::exifIFD, Group::exif);
         readLinked(directory.value(), tag::gpsIFD, Group::gps);
     }
@@ -99,8 +100,12 @@ private:
             properties.add(group, field.tag, valueIn(group, field));
     }
 
-    Value valueIn(Group group, const Field& field) const
+    // Fields that share their bytes could together say far more than the file has.
+    Value valueIn(Group group, const Field& field)
     {
+        if (field.value.length > source.size() - taken)
+            return Opaque{};
+        taken += field.value.length;
         if (group == Group::exif && field.tag == tag::userComment) {
             const std::uint64_t length = std::min(field.value.length, limits::textBytes);
             const auto raw = source.copyOf({field.value.offset, length});
@@ -115,7 +120,32 @@ private:
     const IFDReader& ifds;
     ByteSource& source;
     Properties& properties;
+    std::uint64_t taken = 0; // Bytes of values read so far.
 };
+
+struct Fraction {
+    std::uint32_t numerator;
+    std::uint32_t denominator;
+};
+
+// The value to four places, or to none where it is too large for them; written again from what it
+// is read as, it is the same. The numerator is 0 for a value that is too small, and at most what
+// fits.
+Fraction fractionOf(double value)
+{
+    constexpr double largest = 4294967295.0;
+    constexpr std::uint32_t places = 10000;
+    const double scaled = std::round(value * places);
+    if (scaled > largest)
+        return {static_cast<std::uint32_t>(std::min(std::round(value), largest)), 1};
+    const auto numerator = static_cast<std::uint32_t>(scaled);
+    return numerator % places == 0 ? Fraction{numerator / places, 1} : Fraction{numerator, places};
+}
+
+double valueOf(Fraction fraction)
+{
+    return static_cast<double>(fraction.numerator) / fraction.denominator;
+}
 
 // Gathers the fields of one directory, in ascending order of tag, and what does not fit into them.
 class FreshDirectory {
@@ -128,16 +158,12 @@ public:
     }
 
     // `outside` is where values outside of the fields begin.
-    void addRational(std::uint16_t tag, double value, std::uint32_t outside)
+    void addRational(std::uint16_t tag, Fraction value, std::uint32_t outside)
     {
         addHead(tag, FieldType::rational);
         append32(fields, outside + static_cast<std::uint32_t>(values.size()), ByteOrder::big);
-        constexpr double largest = 4294967295.0;
-        const bool isWhole = value == std::floor(value) && value <= largest;
-        const double denominator = isWhole || value * 10000 > largest ? 1 : 10000;
-        const double numerator = std::min(std::round(value * denominator), largest);
-        append32(values, static_cast<std::uint32_t>(numerator), ByteOrder::big);
-        append32(values, static_cast<std::uint32_t>(denominator), ByteOrder::big);
+        append32(values, value.numerator, ByteOrder::big);
+        append32(values, value.denominator, ByteOrder::big);
     }
 
     Bytes finished() const
@@ -184,10 +210,11 @@ void readEXIF(ByteSource& source, Properties& properties)
 
 void readEXIFBlock(ByteSource& source, ByteRange block, Properties& properties)
 {
-    constexpr std::string_view mark("Exif\0\0", 6);
+    constexpr std::string_view mark("Exif\0", 5); // And a padding byte, which is not always 0.
+    constexpr std::size_t markBytes = mark.size() + 1;
     ByteCursor cursor(source, block);
-    if (cursor.startsWith(mark))
-        block = {block.offset + mark.size(), block.length - mark.size()};
+    if (cursor.startsWith(mark) && block.length >= markBytes)
+        block = {block.offset + markBytes, block.length - markBytes};
     PartSource part(source, block);
     readEXIF(part, properties);
 }
@@ -200,15 +227,22 @@ std::optional<std::uint16_t> turnedOrientation(const Properties& properties)
     return static_cast<std::uint16_t>(*stored);
 }
 
+// As `freshEXIF` writes it, so that what is read from a copy is what was read from its original.
 std::optional<Resolution> storedResolution(const Properties& properties)
 {
     const auto x = properties.number(Group::tiff, tag::xResolution);
     const auto y = properties.number(Group::tiff, tag::yResolution);
     if (!x || !y || *x <= 0 || *y <= 0)
         return std::nullopt;
+    const Fraction across = fractionOf(*x);
+    const Fraction down = fractionOf(*y);
+    if (across.numerator == 0 || down.numerator == 0)
+        return std::nullopt;
     const double unit = properties.number(Group::tiff, tag::resolutionUnit).value_or(2);
     const bool isKnown = unit == 1 || unit == 2 || unit == 3;
-    return Resolution{*x, *y, isKnown ? static_cast<std::uint16_t>(unit) : std::uint16_t{2}};
+    return Resolution{valueOf(across),
+                      valueOf(down),
+                      isKnown ? static_cast<std::uint16_t>(unit) : std::uint16_t{2}};
 }
 
 Bytes freshEXIF(std::optional<std::uint16_t> orientation, std::optional<Resolution> resolution)
@@ -219,8 +253,8 @@ Bytes freshEXIF(std::optional<std::uint16_t> orientation, std::optional<Resoluti
     if (orientation)
         directory.addShort(tag::orientation, *orientation);
     if (resolution) {
-        directory.addRational(tag::xResolution, resolution->x, outside);
-        directory.addRational(tag::yResolution, resolution->y, outside);
+        directory.addRational(tag::xResolution, fractionOf(resolution->x), outside);
+        directory.addRational(tag::yResolution, fractionOf(resolution->y), outside);
         directory.addShort(tag::resolutionUnit, resolution->unit);
     }
     return directory.finished();

@@ -30,8 +30,8 @@ struct Resolution {
     std::uint16_t unit;
 };
 
-// The resolution in the group tiff, when it is complete, finite and above zero. A missing unit is
-// the inch.
+// The resolution in the group tiff, when it is complete, finite and not next to nothing. A missing
+// unit is the inch.
 std::optional<Resolution> storedResolution(const Properties& properties);
 
 // A TIFF structure that holds these fields and nothing else. Each may be absent; with both absent

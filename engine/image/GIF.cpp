@@ -1,5 +1,5 @@
 // GIF: a screen with a colour table, then images and extensions in a row, each a chain of
-// sub-blocks. Nothing is unpacked. Numbers in comments are sections of the GIF89a specification.
+// sub-blocks. Nothing is unpacked. Numbers in comments are sections of GIF89a.
 #include "engine/image/GIF.h"
 
 #include "engine/image/CleaningPolicy.h"
@@ -48,7 +48,7 @@ constexpr std::array applicationNames{
                     BlockKind::animation,
                     Role::loop},
     ApplicationName{"\x0BICCRGBG1012", BlockKind::colourProfile, Role::profile}, // ICC.1, B.5
-    ApplicationName{"\x0BXMP DataXMP", BlockKind::xmp}, // XMP specification part 3, 1.1.2
+    ApplicationName{"\x0BXMP DataXMP", BlockKind::xmp}, // ISO 16684-3, 1.1.2
     ApplicationName{"\x0BMGK8BIM0000", BlockKind::iptc},
     ApplicationName{"\x0BMGKIPTC0000", BlockKind::iptc},
 };

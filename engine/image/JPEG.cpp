@@ -58,18 +58,13 @@ constexpr std::array segmentNames{
 };
 
 struct Segment {
-    Byte marker = 0;
-    BlockKind kind = BlockKind::unknown;
-    ByteRange filler;  // Bytes between what comes before and this segment.
-    ByteRange whole;   // From the 0xFF before the marker on.
-    ByteRange payload; // What stands behind the length; empty where there is no length.
-    ByteRange scan;    // The entropy-coded data behind a start of scan.
-};
-
-// Start of image first; end of image last, where the file has one.
-struct Layout {
-    std::vector<Segment> segments;
-    ByteRange trailer;
+    Byte marker = 0; // 0 for a rest that holds no whole segment.
+    BlockKind kind = BlockKind::trailer;
+    ByteRange filler;    // Bytes between what comes before and this segment.
+    ByteRange whole;     // From the 0xFF before the marker on.
+    ByteRange payload;   // What stands behind the length; empty where there is no length.
+    ByteRange scan;      // The entropy-coded data behind a start of scan.
+    bool isExact = true; // It holds what its standard says and no more.
 };
 
 bool isStandalone(Byte code)
@@ -85,49 +80,99 @@ bool isStartOfFrame(Byte code)
            code != marker::arithmeticConditioning;
 }
 
+// Where in the rest of a source two bytes next to each other satisfy `isHit`, which must not
+// branch; the end of the source when they do nowhere. Windows end at fixed places, so that many
+// short searches in a row read the file once.
+template <typename IsHit>
+Result<std::uint64_t> findPair(ByteSource& source, std::uint64_t from, IsHit isHit)
+{
+    constexpr std::uint64_t stride = limits::windowBytes - 1;
+    std::uint64_t offset = from;
+    while (source.size() - offset >= 2) {
+        // The byte behind the place may be the second of a pair.
+        const std::uint64_t end = std::min((offset / stride + 1) * stride + 1, source.size());
+        const auto length = static_cast<std::size_t>(end - offset);
+        const std::size_t hit = findBytePair(NP_TRY(source.view(offset, length)), isHit);
+        if (hit < length)
+            return offset + hit;
+        offset = end - 1;
+    }
+    return source.size();
+}
+
 // B.1.1.2: any number of 0xFF may stand before a marker. Other bytes may not, but readers pass
 // over them, and so does this.
-Result<Segment> readSegment(ByteCursor& cursor)
+Result<std::uint64_t> findMarker(ByteSource& source, ByteCursor cursor)
 {
-    Segment segment;
+    const std::uint64_t from = cursor.position();
+    if (cursor.remaining() < 2)
+        return source.size();
+    const std::uint16_t next = NP_TRY(cursor.u16());
+    if (next > 0xFF00 && next < 0xFFFF)
+        return from;
+    return findPair(source, from, [](Byte first, Byte second) {
+        return static_cast<Byte>(first == 0xFF) & static_cast<Byte>(second != 0x00) &
+               static_cast<Byte>(second != 0xFF);
+    });
+}
+
+// Fails only where the source cannot be read: what is no whole segment has no marker.
+Result<Segment> readSegment(ByteSource& source, ByteCursor& cursor)
+{
+    Segment rest;
+    rest.whole = cursor.rest();
     const std::uint64_t start = cursor.position();
-    Byte before = 0;
-    Byte code = NP_TRY(cursor.u8());
-    while (before != 0xFF || code == 0x00 || code == 0xFF) {
-        before = code;
-        code = NP_TRY(cursor.u8());
-    }
-    const std::uint64_t at = cursor.position() - 2;
-    segment.marker = code;
+    const std::uint64_t at = NP_TRY(findMarker(source, cursor));
+    NP_TRY(cursor.skip(at - start));
+    if (cursor.atEnd())
+        return rest;
+    NP_TRY(cursor.skip(1));
+    Segment segment;
+    segment.marker = NP_TRY(cursor.u8());
     segment.filler = {start, at - start};
-    if (!isStandalone(code)) {
+    if (!isStandalone(segment.marker)) {
+        if (cursor.remaining() < 2)
+            return rest;
         const std::uint16_t length = NP_TRY(cursor.u16());
-        if (length < 2)
-            return cursor.fail("segment shorter than its length field");
+        if (length < 2 || length - 2U > cursor.remaining())
+            return rest;
         segment.payload = NP_TRY(cursor.skip(length - 2U));
     }
     segment.whole = {at, cursor.position() - at};
     return segment;
 }
 
-// Where the entropy-coded data that begins at `from` ends: before a marker that is neither stuffing
-// (0xFF00), a restart, nor one of the reserved codes, over which decoders stumble alike before
-// and after cleaning. Fill bytes (0xFF) before that marker go with the data.
+// Whether a marker ends entropy-coded data: not stuffing (0xFF00), not a restart, nor one of the
+// reserved codes, over which decoders stumble alike before and after cleaning.
+constexpr Byte endsScan(Byte code)
+{
+    return static_cast<Byte>(code >= 0xC0) & static_cast<Byte>((code & 0xF8) != 0xD0);
+}
+
+// Where the entropy-coded data that begins at `from` ends. Fill bytes (0xFF) before the marker, or
+// before the end of a file that has none, are not part of it.
 Result<std::uint64_t> endOfScan(ByteSource& source, std::uint64_t from)
 {
     std::uint64_t offset = from;
-    while (source.size() - offset >= 2) {
-        const auto length = std::min<std::uint64_t>(source.size() - offset, limits::windowBytes);
-        const ByteSpan window = NP_TRY(source.view(offset, static_cast<std::size_t>(length)));
-        const std::size_t hit = findBytePair(window, [](Byte first, Byte second) {
-            return static_cast<Byte>(first == 0xFF) & static_cast<Byte>(second >= 0xC0) &
-                   static_cast<Byte>(second != 0xFF) & static_cast<Byte>((second & 0xF8) != 0xD0);
-        });
-        if (hit < window.size())
-            return offset + hit;
-        offset += length - 1; // The last byte may be the 0xFF of a marker.
+    while (true) {
+        const std::uint64_t hit = NP_TRY(findPair(source, offset, [](Byte first, Byte second) {
+            return static_cast<Byte>(static_cast<Byte>(first == 0xFF) & endsScan(second));
+        }));
+        if (hit == source.size())
+            break;
+        const std::uint64_t last = NP_TRY(findPair(source, hit, [](Byte first, Byte second) {
+            return static_cast<Byte>(first == 0xFF) & static_cast<Byte>(second != 0xFF);
+        }));
+        if (last == source.size())
+            return hit;
+        ByteCursor marker(source, {last + 1, 1});
+        if (endsScan(NP_TRY(marker.u8())) != 0)
+            return hit;
+        offset = last + 1;
     }
-    return source.size();
+    ByteCursor end(source, {source.size() - 1, 1});
+    const bool isFill = source.size() > from && end.peek() == Byte{0xFF};
+    return source.size() - (isFill ? 1 : 0);
 }
 
 BlockKind kindOfApplication(ByteSource& source, const Segment& segment)
@@ -177,7 +222,7 @@ Result<std::uint8_t> readFrameHeader(ByteSource& source, const Segment& segment)
     NP_TRY(cursor.skip(3)); // The number of lines may follow the first scan (B.2.5).
     const std::uint16_t width = NP_TRY(cursor.u16());
     const std::uint8_t components = NP_TRY(cursor.u8());
-    if (width == 0 || components == 0 || cursor.remaining() != components * 3U)
+    if (width == 0 || components == 0 || cursor.remaining() != std::uint64_t{components} * 3)
         return cursor.fail("frame header that describes no picture");
     return components;
 }
@@ -239,13 +284,21 @@ Result<Done> checkKept(ByteSource& source, const Segment& segment)
 
 enum class Extent { head, whole }; // Up to the first scan's data, or to the end of the picture.
 
+// How a picture ends.
+struct Ending {
+    bool hasMark = false;
+    ByteRange trailer;
+};
+
 // Reads one segment with its kind, and with Extent::whole the data of its scan.
 Result<Segment> readTypedSegment(ByteSource& source, ByteCursor& cursor, Extent extent)
 {
-    Segment segment = NP_TRY(readSegment(cursor));
+    Segment segment = NP_TRY(readSegment(source, cursor));
+    if (segment.marker == 0)
+        return segment;
     segment.kind = kindOf(source, segment);
-    if (isKept(segment.kind))
-        NP_TRY(checkKept(source, segment));
+    // Here rather than by those who ask, so that the file is read forwards.
+    segment.isExact = !isKept(segment.kind) || checkKept(source, segment).ok();
     if (segment.marker == marker::startOfScan && extent == Extent::whole) {
         const std::uint64_t from = cursor.position();
         const std::uint64_t end = NP_TRY(endOfScan(source, from));
@@ -254,49 +307,49 @@ Result<Segment> readTypedSegment(ByteSource& source, ByteCursor& cursor, Extent 
     return segment;
 }
 
-// The only walk over a JPEG. `layout` holds what was read also when the walk fails.
-Result<Done> readLayout(ByteSource& source, Extent extent, Layout& layout)
+// The only walk over a JPEG. `visit` gets every segment from the start of image to its end mark, or
+// to the first start of scan with Extent::head.
+template <typename Visit> Result<Ending> walk(ByteSource& source, Extent extent, Visit visit)
 {
     ByteCursor cursor(source);
-    const ByteRange start = NP_TRY(cursor.skip(2));
-    layout.segments.push_back({marker::startOfImage, BlockKind::structure, {}, start, {2, 0}, {}});
+    Segment segment;
+    segment.marker = marker::startOfImage;
+    segment.kind = BlockKind::structure;
+    segment.whole = NP_TRY(cursor.skip(2));
+    NP_TRY(visit(segment));
     bool sawScan = false;
-    while (layout.segments.back().marker != marker::endOfImage) {
-        const ByteCursor before = cursor;
-        const auto segment = readTypedSegment(source, cursor, extent);
+    while (segment.marker != marker::endOfImage) {
+        const ByteRange rest = cursor.rest();
+        segment = NP_TRY(readTypedSegment(source, cursor, extent));
         // With a scan there is a picture. Files that end there without an end mark are common, and
         // what follows may be a piece of a segment, or another picture.
-        const bool isEnd = !segment.ok() || segment.value().marker == marker::startOfImage;
-        if (isEnd && sawScan) {
-            layout.trailer = before.rest();
-            return Done{};
+        if (segment.marker == 0 || segment.marker == marker::startOfImage) {
+            return sawScan ? Result<Ending>(Ending{.hasMark = false, .trailer = rest})
+                           : Error{"no scan before the end", rest.offset};
         }
-        if (isEnd)
-            return segment.ok() ? Error{"a second start of image", before.position()}
-                                : segment.error();
-        if (layout.segments.size() == limits::blocks)
-            return cursor.fail("too many segments");
-        layout.segments.push_back(segment.value());
-        sawScan = sawScan || segment.value().marker == marker::startOfScan;
+        NP_TRY(visit(segment));
+        sawScan = sawScan || segment.marker == marker::startOfScan;
         if (sawScan && extent == Extent::head)
-            return Done{};
+            return Ending{};
     }
-    layout.trailer = cursor.rest();
-    return Done{};
+    return Ending{.hasMark = true, .trailer = cursor.rest()};
 }
 
 // What decides how a decoder turns components into colours, and what else the copy is made from.
 struct Facts {
     Byte frameMarker = 0;
+    std::uint8_t precision = 0; // Bits a sample.
     std::uint8_t components = 0;
     bool hasScan = false;
-    bool hasRGBNames = false;         // The components are called R, G and B.
+    bool isHierarchical = false;      // There will be several frames (B.3.2).
+    bool hasUsualNames = false;       // The components are called 1, 2, 3 or 0, 1, 2.
     std::optional<Byte> transform;    // T.872, 6.5.3; of the last Adobe segment.
     std::optional<ByteRange> density; // JFIF 10.1: units, then two 16-bit densities.
 };
 
 constexpr std::uint64_t jfifBytes = 14; // Payloads; shorter ones mean nothing to any decoder.
 constexpr std::uint64_t adobeBytes = 12;
+constexpr std::uint16_t unitless = 1; // TIFF 6.0, ResolutionUnit: only the proportion counts.
 
 Result<Done> noteFrame(ByteSource& source, const Segment& segment, Facts& facts)
 {
@@ -305,48 +358,58 @@ Result<Done> noteFrame(ByteSource& source, const Segment& segment, Facts& facts)
     facts.frameMarker = segment.marker;
     facts.components = NP_TRY(readFrameHeader(source, segment));
     const Bytes header = NP_TRY(source.copyOf(segment.payload));
-    facts.hasRGBNames =
-        facts.components == 3 && header[6] == 'R' && header[9] == 'G' && header[12] == 'B';
+    facts.precision = header[0];
+    facts.hasUsualNames = facts.components == 3 && header[6] <= 1 && header[9] == header[6] + 1 &&
+                          header[12] == header[6] + 2;
     return Done{};
 }
 
-// Only what stands before the first scan counts: there a decoder decides.
-Result<Facts> gatherFacts(ByteSource& source, const Layout& layout)
+Result<Done> noteFacts(ByteSource& source, const Segment& segment, Facts& facts)
+{
+    const ByteRange& payload = segment.payload;
+    if (isStartOfFrame(segment.marker))
+        NP_TRY(noteFrame(source, segment, facts));
+    facts.hasScan = segment.marker == marker::startOfScan;
+    facts.isHierarchical =
+        facts.isHierarchical || segment.marker == marker::hierarchicalProgression;
+    if (segment.kind == BlockKind::resolution && payload.length >= jfifBytes)
+        facts.density = ByteRange{payload.offset + 7, 5};
+    if (segment.kind == BlockKind::colourTransform && payload.length >= adobeBytes)
+        facts.transform = NP_TRY(ByteCursor(source, {payload.offset + 11, 1}).u8());
+    return Done{};
+}
+
+// Only what stands before the first scan counts: there a decoder decides. Where a segment is
+// repeated, the last one does.
+Result<Facts> gatherFacts(ByteSource& source)
 {
     Facts facts;
-    for (const Segment& segment : layout.segments) {
-        const ByteRange& payload = segment.payload;
-        facts.hasScan = segment.marker == marker::startOfScan;
-        if (facts.hasScan)
-            break;
-        if (isStartOfFrame(segment.marker))
-            NP_TRY(noteFrame(source, segment, facts));
-        if (segment.kind == BlockKind::resolution && payload.length >= jfifBytes)
-            facts.density = facts.density.value_or(ByteRange{payload.offset + 7, 5});
-        if (segment.kind == BlockKind::colourTransform && payload.length >= adobeBytes)
-            facts.transform = NP_TRY(ByteCursor(source, {payload.offset + 11, 1}).u8());
-    }
+    NP_TRY(walk(source, Extent::head, [&](const Segment& segment) {
+        return noteFacts(source, segment, facts);
+    }));
     if (facts.frameMarker == 0 || !facts.hasScan)
-        return Error{"no frame or no scan", layout.segments.back().whole.offset};
+        return Error{"no frame or no scan"};
     return facts;
 }
 
-// A JFIF block says that three components are YCbCr (JFIF 6.1). It can be added where a decoder
-// takes them for that without it.
+// A JFIF block says that the samples have eight bits and that three components are YCbCr (JFIF
+// 6.1). It can be added where every decoder takes them for that without it.
 bool canBecomeJFIF(const Facts& facts)
 {
     const bool isOrdinary = facts.frameMarker <= 0xC2 || facts.frameMarker == 0xC9 ||
                             facts.frameMarker == 0xCA; // DCT, sequential or progressive
-    if (!isOrdinary)
+    if (!isOrdinary || facts.isHierarchical || facts.precision != 8)
         return false;
     if (facts.components == 3)
-        return facts.transform ? *facts.transform != 0 : !facts.hasRGBNames;
+        return facts.transform ? *facts.transform == 1 : facts.hasUsualNames;
     return facts.components == 1;
 }
 
 bool fitsJFIF(const Resolution& resolution)
 {
-    const auto fits = [](double density) { return density >= 1 && density < 65535.5; };
+    const auto fits = [](double density) {
+        return density >= 1 && density <= 65535 && density == std::floor(density);
+    };
     return fits(resolution.x) && fits(resolution.y);
 }
 
@@ -384,44 +447,68 @@ void writeEXIF(OutputPlan& plan, ByteSpan structure)
     writeSegment(plan, 0xE1, payload);
 }
 
-// Adds the Exif and IPTC of the segments before the first scan.
-Properties propertiesOf(ByteSource& source, const Layout& layout)
+// The image resources in a Photoshop segment. A run of them may be spread over several segments.
+void appendResources(ByteSource& source, const Segment& segment, Bytes& resources)
+{
+    const auto payload = source.copyOf(segment.payload);
+    if (!payload.ok() || resources.size() >= limits::metadataBytes)
+        return;
+    const bool isModern = asText(payload.value()).starts_with("Photoshop");
+    const std::size_t header = isModern ? 14 : 27; // The older one has eight bytes more.
+    if (payload.value().size() > header)
+        append(resources, ByteSpan(payload.value()).subspan(header));
+}
+
+// The Exif and IPTC of the segments before the first scan. What stands before the damage of a
+// damaged file is told all the same.
+Properties readProperties(ByteSource& source, std::uint32_t)
 {
     Properties properties;
-    Bytes resources; // A run of image resources may be spread over several segments.
-    for (const Segment& segment : layout.segments) {
-        if (segment.marker == marker::startOfScan)
-            break;
+    Bytes resources;
+    const auto visit = [&](const Segment& segment) -> Result<Done> {
         if (segment.kind == BlockKind::exif)
             readEXIFBlock(source, segment.payload, properties);
-        if (segment.kind != BlockKind::iptc)
-            continue;
-        const auto payload = source.copyOf(segment.payload);
-        const bool isModern = payload.ok() && asText(payload.value()).starts_with("Photoshop");
-        const std::size_t header = isModern ? 14 : 27; // The older one has eight bytes more.
-        if (payload.ok() && payload.value().size() > header &&
-            resources.size() < limits::metadataBytes)
-            append(resources, ByteSpan(payload.value()).subspan(header));
-    }
+        if (segment.kind == BlockKind::iptc)
+            appendResources(source, segment, resources);
+        return Done{};
+    };
+    static_cast<void>(walk(source, Extent::head, visit).ok());
     readPhotoshopResources(resources, properties);
     return properties;
 }
 
-// Resolution and orientation, in the few bytes that are written fresh. Where the resolution was
-// told by Exif alone it moves into JFIF, unless that would change the colours or the numbers.
-Result<Done>
-planFreshSegments(ByteSource& source, const Layout& layout, const Facts& facts, OutputPlan& plan)
+// Whether a JFIF density says nothing that Exif's resolution could contradict: it has no unit, or
+// no value, and pixels are square.
+bool isEmptyDensity(ByteSpan density)
 {
-    const Properties properties = propertiesOf(source, layout);
+    const bool hasUnit = density[0] != 0;
+    const bool hasValues = (density[1] | density[2]) != 0 && (density[3] | density[4]) != 0;
+    const bool isSquare = density[1] == density[3] && density[2] == density[4];
+    return !hasValues || (!hasUnit && isSquare);
+}
+
+// Resolution and orientation, in the few bytes that are written fresh. A density in JFIF stays as
+// it is. What Exif says of the resolution moves into JFIF where that said nothing, unless that
+// would change the colours or the numbers; otherwise it stays in Exif, which many readers prefer,
+// as long as it says something else.
+Result<Done> planFreshSegments(ByteSource& source, const Facts& facts, OutputPlan& plan)
+{
+    const Properties properties = readProperties(source, 0);
     std::optional<Resolution> resolution = storedResolution(properties);
-    const bool movesToJFIF = resolution && canBecomeJFIF(facts) && fitsJFIF(*resolution);
-    if (facts.density) {
-        writeJFIF(plan, NP_TRY(source.copyOf(*facts.density)));
-    } else if (movesToJFIF) {
-        writeJFIF(plan, densityOf(*resolution));
+    Bytes density;
+    if (facts.density)
+        density = NP_TRY(source.copyOf(*facts.density));
+    if (resolution && fitsJFIF(*resolution)) {
+        const Bytes wanted = densityOf(*resolution);
+        const bool moves = facts.density ? isEmptyDensity(density) && resolution->unit != unitless
+                                         : canBecomeJFIF(facts);
+        if (moves)
+            density = wanted;
+        if (density == wanted)
+            resolution.reset();
     }
-    if (facts.density || movesToJFIF)
-        resolution.reset();
+    if (!density.empty())
+        writeJFIF(plan, density);
     const auto orientation = turnedOrientation(properties);
     if (orientation || resolution)
         writeEXIF(plan, freshEXIF(orientation, resolution));
@@ -436,6 +523,8 @@ Result<Done> planSegment(ByteSource& source, const Segment& segment, bool sawSca
         segment.kind == BlockKind::colourProfile || segment.kind == BlockKind::colourTransform;
     if (isApplication && sawScan)
         return Done{};
+    if (!segment.isExact)
+        return Error{"segment that holds less or more than it should", segment.whole.offset};
     if (segment.kind == BlockKind::colourTransform) {
         const ByteRange defined{segment.payload.offset, adobeBytes};
         if (segment.payload.length >= adobeBytes)
@@ -455,9 +544,7 @@ bool hasSignature(ByteSpan head)
 
 Result<Done> checkHeader(ByteSource& source)
 {
-    Layout layout;
-    NP_TRY(readLayout(source, Extent::head, layout));
-    NP_TRY(gatherFacts(source, layout));
+    NP_TRY(gatherFacts(source));
     return Done{};
 }
 
@@ -468,28 +555,22 @@ Result<std::uint32_t> countFrames(ByteSource& source)
     return 1U;
 }
 
-Properties readProperties(ByteSource& source, std::uint32_t)
-{
-    Layout layout;
-    // What stands before the damage of a damaged file is told all the same.
-    static_cast<void>(readLayout(source, Extent::head, layout).ok());
-    return propertiesOf(source, layout);
-}
-
 Result<OutputPlan> planCleanCopy(ByteSource& source)
 {
-    Layout layout;
-    NP_TRY(readLayout(source, Extent::whole, layout));
-    const Facts facts = NP_TRY(gatherFacts(source, layout));
+    const Facts facts = NP_TRY(gatherFacts(source));
     OutputPlan plan;
-    plan.copy(layout.segments.front().whole);
-    NP_TRY(planFreshSegments(source, layout, facts, plan));
     bool sawScan = false;
-    for (const Segment& segment : std::span(layout.segments).subspan(1)) {
+    const auto visit = [&](const Segment& segment) -> Result<Done> {
+        const bool isSecondFrame = sawScan && isStartOfFrame(segment.marker);
+        if (isSecondFrame && !facts.isHierarchical)
+            return Error{"a frame behind the picture", segment.whole.offset};
         NP_TRY(planSegment(source, segment, sawScan, plan));
         sawScan = sawScan || segment.marker == marker::startOfScan;
-    }
-    if (layout.segments.back().marker != marker::endOfImage)
+        return segment.marker == marker::startOfImage ? planFreshSegments(source, facts, plan)
+                                                      : Result<Done>(Done{});
+    };
+    const Ending ending = NP_TRY(walk(source, Extent::whole, visit));
+    if (!ending.hasMark)
         plan.write(Bytes{0xFF, marker::endOfImage});
     return plan;
 }
@@ -507,15 +588,14 @@ BlockKind kindInStream(const Segment& segment)
 
 Result<Blocks> splitJPEG(ByteSource& source)
 {
-    Layout layout;
-    NP_TRY(readLayout(source, Extent::whole, layout));
     Blocks blocks;
-    for (const Segment& segment : layout.segments) {
+    const auto visit = [&](const Segment& segment) -> Result<Done> {
         NP_TRY(blocks.add(BlockKind::filler, segment.filler));
         NP_TRY(blocks.add(segment.kind, segment.whole));
-        NP_TRY(blocks.add(BlockKind::pixels, segment.scan));
-    }
-    NP_TRY(blocks.add(BlockKind::trailer, layout.trailer));
+        return blocks.add(BlockKind::pixels, segment.scan);
+    };
+    const Ending ending = NP_TRY(walk(source, Extent::whole, visit));
+    NP_TRY(blocks.add(BlockKind::trailer, ending.trailer));
     return blocks;
 }
 
@@ -523,7 +603,7 @@ Result<Blocks> splitJPEGStream(ByteSource& source)
 {
     ByteCursor cursor(source);
     Blocks blocks;
-    bool sawScan = !cursor.startsWith("\xFF\xD8");
+    bool sawScan = !cursor.startsWith(jpegStart);
     if (sawScan) {
         const std::uint64_t end = NP_TRY(endOfScan(source, 0));
         const ByteRange scan = NP_TRY(cursor.skip(end));

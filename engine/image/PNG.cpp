@@ -18,40 +18,47 @@ constexpr std::string_view signature("\x89PNG\r\n\x1A\n", 8);
 // Where a decoder takes notice of a chunk.
 enum class Place : std::uint8_t { head, anywhere }; // Before the first IDAT, or wherever it stands.
 
+constexpr std::uint32_t anyLength = 0xFFFFFFFF;
+
 struct ChunkKind {
     std::uint32_t type;
     BlockKind kind;
     Place place = Place::anywhere;
     bool isRepeatable = false;
+    std::uint32_t dataBytes = anyLength;
 };
 
 // A type that is not named here is `unknown`, and the policy keeps nothing unknown.
 constexpr std::array chunkKinds{
-    ChunkKind{fourCC("IHDR"), BlockKind::structure, Place::head},        // #11IHDR
-    ChunkKind{fourCC("PLTE"), BlockKind::palette, Place::head},          // #11PLTE
-    ChunkKind{fourCC("IDAT"), BlockKind::pixels, Place::anywhere, true}, // #11IDAT
-    ChunkKind{fourCC("IEND"), BlockKind::structure},                     // #11IEND
-    ChunkKind{fourCC("tRNS"), BlockKind::transparency, Place::head},     // #11tRNS
-    ChunkKind{fourCC("iCCP"), BlockKind::colourProfile, Place::head},    // #11iCCP
-    ChunkKind{fourCC("sRGB"), BlockKind::colourProfile, Place::head}, // #srgb-standard-colour-space
-    ChunkKind{fourCC("cICP"), BlockKind::colourProfile, Place::head}, // #cICP-chunk
-    ChunkKind{fourCC("pHYs"), BlockKind::resolution, Place::head},    // #11pHYs
-    ChunkKind{fourCC("acTL"), BlockKind::animation, Place::head},     // #acTL-chunk
-    ChunkKind{fourCC("fcTL"), BlockKind::animation, Place::anywhere, true}, // #fcTL-chunk
-    ChunkKind{fourCC("fdAT"), BlockKind::pixels, Place::anywhere, true},    // #fdAT-chunk
-    ChunkKind{fourCC("gAMA"), BlockKind::display},                          // #11gAMA
-    ChunkKind{fourCC("cHRM"), BlockKind::display},                          // #11cHRM
-    ChunkKind{fourCC("sBIT"), BlockKind::display},                          // #11sBIT
-    ChunkKind{fourCC("mDCV"), BlockKind::display},                          // #mDCV-chunk
-    ChunkKind{fourCC("cLLI"), BlockKind::display},                          // #cLLI-chunk
-    ChunkKind{fourCC("bKGD"), BlockKind::display},                          // #11bKGD
-    ChunkKind{fourCC("hIST"), BlockKind::display},                          // #11hIST
-    ChunkKind{fourCC("sPLT"), BlockKind::display},                          // #11sPLT
-    ChunkKind{fourCC("tEXt"), BlockKind::text},                             // #11tEXt
-    ChunkKind{fourCC("zTXt"), BlockKind::text},                             // #11zTXt
-    ChunkKind{fourCC("iTXt"), BlockKind::text},                             // #11iTXt
-    ChunkKind{fourCC("eXIf"), BlockKind::exif},                             // #eXIf
-    ChunkKind{fourCC("tIME"), BlockKind::time},                             // #11tIME
+    ChunkKind{fourCC("IHDR"), BlockKind::structure, Place::head, false, 13},    // #11IHDR
+    ChunkKind{fourCC("PLTE"), BlockKind::palette, Place::head},                 // #11PLTE
+    ChunkKind{fourCC("IDAT"), BlockKind::pixels, Place::anywhere, true},        // #11IDAT
+    ChunkKind{fourCC("IEND"), BlockKind::structure, Place::anywhere, false, 0}, // #11IEND
+    ChunkKind{fourCC("tRNS"), BlockKind::transparency, Place::head},            // #11tRNS
+    ChunkKind{fourCC("iCCP"), BlockKind::colourProfile, Place::head},           // #11iCCP
+    ChunkKind{fourCC("sRGB"),
+              BlockKind::colourProfile,
+              Place::head,
+              false,
+              1}, // #srgb-standard-colour-space
+    ChunkKind{fourCC("cICP"), BlockKind::colourProfile, Place::head, false, 4}, // #cICP-chunk
+    ChunkKind{fourCC("pHYs"), BlockKind::resolution, Place::head, false, 9},    // #11pHYs
+    ChunkKind{fourCC("acTL"), BlockKind::animation, Place::head, false, 8},     // #acTL-chunk
+    ChunkKind{fourCC("fcTL"), BlockKind::animation, Place::anywhere, true, 26}, // #fcTL-chunk
+    ChunkKind{fourCC("fdAT"), BlockKind::pixels, Place::anywhere, true},        // #fdAT-chunk
+    ChunkKind{fourCC("gAMA"), BlockKind::display},                              // #11gAMA
+    ChunkKind{fourCC("cHRM"), BlockKind::display},                              // #11cHRM
+    ChunkKind{fourCC("sBIT"), BlockKind::display},                              // #11sBIT
+    ChunkKind{fourCC("mDCV"), BlockKind::display},                              // #mDCV-chunk
+    ChunkKind{fourCC("cLLI"), BlockKind::display},                              // #cLLI-chunk
+    ChunkKind{fourCC("bKGD"), BlockKind::display},                              // #11bKGD
+    ChunkKind{fourCC("hIST"), BlockKind::display},                              // #11hIST
+    ChunkKind{fourCC("sPLT"), BlockKind::display},                              // #11sPLT
+    ChunkKind{fourCC("tEXt"), BlockKind::text},                                 // #11tEXt
+    ChunkKind{fourCC("zTXt"), BlockKind::text},                                 // #11zTXt
+    ChunkKind{fourCC("iTXt"), BlockKind::text},                                 // #11iTXt
+    ChunkKind{fourCC("eXIf"), BlockKind::exif},                                 // #eXIf
+    ChunkKind{fourCC("tIME"), BlockKind::time},                                 // #11tIME
 };
 
 constexpr std::uint32_t largestInteger = 0x7FFFFFFF; // #7Integers-and-byte-order
@@ -66,15 +73,28 @@ struct Chunk {
 // What has been met so far, for chunks that count once or only in their place.
 struct Progress {
     std::vector<std::uint32_t> seen;
+    std::uint8_t colourType = 0;
     bool sawPixels = false;
     bool isAnimated = false;
 
     bool has(std::uint32_t type) const { return std::ranges::find(seen, type) != seen.end(); }
 };
 
+// Decoders pass over a chunk of another length than its type has.
+bool hasRightLength(const ChunkKind& row, std::uint32_t length, std::uint8_t colourType)
+{
+    if (row.type == fourCC("PLTE")) // #11PLTE: up to 256 colours, and none for shades of grey.
+        return length % 3 == 0 && length / 3 - 1 < 256 && colourType != 0 && colourType != 4;
+    if (row.type == fourCC("tRNS")) { // #11tRNS: one grey, one colour, or an alpha per entry.
+        return colourType == 3 ? length - 1 < 256
+                               : length == 2 + 2U * colourType && colourType <= 2;
+    }
+    return row.dataBytes == anyLength || row.dataBytes == length;
+}
+
 // A chunk that a decoder passes over (a second palette, a profile after the pixels, frames without
 // an animation header) is not what its type says.
-BlockKind kindOf(std::uint32_t type, const Progress& progress)
+BlockKind kindOf(std::uint32_t type, std::uint32_t length, const Progress& progress)
 {
     const auto* row = std::ranges::find(chunkKinds, type, &ChunkKind::type);
     if (row == chunkKinds.end())
@@ -82,21 +102,26 @@ BlockKind kindOf(std::uint32_t type, const Progress& progress)
     const bool isLate = row->place == Place::head && progress.sawPixels;
     const bool isAgain = !row->isRepeatable && progress.has(type);
     const bool isFrame = type == fourCC("fcTL") || type == fourCC("fdAT");
-    if (isKept(row->kind) && (isLate || isAgain || (isFrame && !progress.isAnimated)))
+    const bool isStray = isFrame && !progress.isAnimated;
+    const bool isBroken = !hasRightLength(*row, length, progress.colourType);
+    if (isKept(row->kind) && (isLate || isAgain || isStray || isBroken))
         return BlockKind::extraImage;
     return row->kind;
 }
 
-void note(std::uint32_t type, Progress& progress)
+// A broken chunk does not stand in the way of a good one behind it.
+Result<Done> note(const Chunk& chunk, ByteCursor data, Progress& progress)
 {
-    if (type == fourCC("IDAT")) {
-        progress.sawPixels = true;
-    } else if (type == fourCC("acTL") && !progress.sawPixels) {
-        progress.isAnimated = true;
+    progress.sawPixels = progress.sawPixels || chunk.type == fourCC("IDAT");
+    if (!isKept(chunk.kind) || progress.has(chunk.type))
+        return Done{};
+    progress.seen.push_back(chunk.type);
+    progress.isAnimated = progress.isAnimated || chunk.type == fourCC("acTL");
+    if (chunk.type == fourCC("IHDR")) {
+        NP_TRY(data.skip(9));
+        progress.colourType = NP_TRY(data.u8());
     }
-    if (std::ranges::find(chunkKinds, type, &ChunkKind::type) != chunkKinds.end() &&
-        !progress.has(type))
-        progress.seen.push_back(type);
+    return Done{};
 }
 
 Result<Chunk> readChunk(ByteCursor& cursor, Progress& progress)
@@ -107,11 +132,12 @@ Result<Chunk> readChunk(ByteCursor& cursor, Progress& progress)
     chunk.type = NP_TRY(cursor.u32());
     if (length > largestInteger)
         return cursor.fail("chunk longer than a chunk can be");
-    chunk.data = NP_TRY(cursor.skip(length));
+    const ByteCursor data = NP_TRY(cursor.sub(length));
+    chunk.data = data.rest();
     NP_TRY(cursor.skip(4)); // CRC. It is kept with its chunk, right or wrong.
     chunk.whole = {start, cursor.position() - start};
-    chunk.kind = kindOf(chunk.type, progress);
-    note(chunk.type, progress);
+    chunk.kind = kindOf(chunk.type, length, progress);
+    NP_TRY(note(chunk, data, progress));
     return chunk;
 }
 
@@ -125,7 +151,7 @@ template <typename Visit> Result<ByteRange> walk(ByteSource& source, Visit visit
     while (!cursor.atEnd()) {
         const Chunk chunk = NP_TRY(readChunk(cursor, progress));
         NP_TRY(visit(chunk));
-        if (chunk.type == fourCC("IEND") && chunk.data.length == 0)
+        if (chunk.type == fourCC("IEND"))
             return cursor.rest();
     }
     return cursor.fail("PNG without IEND");
@@ -292,22 +318,47 @@ void writeChunk(OutputPlan& plan, std::string_view type, ByteSpan data)
     plan.write(chunk);
 }
 
+// Whether an animation header has frames to speak about.
+Result<bool> hasFrames(ByteSource& source)
+{
+    bool isFound = false;
+    NP_TRY(walk(source, [&](const Chunk& chunk) -> Result<Done> {
+        const bool isFrame = chunk.type == fourCC("fcTL") && chunk.kind == BlockKind::animation;
+        isFound = isFound || isFrame;
+        return Done{};
+    }));
+    return isFound;
+}
+
+// Whether the copy holds the chunk as it is. `isIdle`: the animation is one by name only.
+bool isCopied(const Chunk& chunk, bool isIdle)
+{
+    const bool isEnd = chunk.type == fourCC("IEND"); // Written fresh.
+    const bool isAnimation = chunk.kind == BlockKind::animation || chunk.type == fourCC("fdAT");
+    return isKept(chunk.kind) && !isEnd && !(isAnimation && isIdle);
+}
+
 Result<OutputPlan> planCleanCopy(ByteSource& source)
 {
     const auto orientation = turnedOrientation(readProperties(source, 0));
     bool hasPixels = false;
+    bool isIdle = false;
     OutputPlan plan;
     plan.copy({0, signature.size()});
-    NP_TRY(walk(source, [&](const Chunk& chunk) -> Result<Done> {
+    const auto visit = [&](const Chunk& chunk) -> Result<Done> {
         hasPixels = hasPixels || chunk.type == fourCC("IDAT");
-        if (isKept(chunk.kind))
+        if (chunk.type == fourCC("acTL") && isKept(chunk.kind))
+            isIdle = !NP_TRY(hasFrames(source));
+        if (isCopied(chunk, isIdle))
             plan.copy(chunk.whole);
-        if (chunk.type == fourCC("IHDR") && orientation)
+        if (chunk.type == fourCC("IHDR") && isKept(chunk.kind) && orientation)
             writeChunk(plan, "eXIf", freshEXIF(orientation, std::nullopt));
         return Done{};
-    }));
+    };
+    NP_TRY(walk(source, visit));
     if (!hasPixels)
         return Error{"PNG without pixels"};
+    writeChunk(plan, "IEND", {});
     return plan;
 }
 

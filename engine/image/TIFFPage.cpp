@@ -75,6 +75,9 @@ public:
         page.isPreview = directory.find(tag::dngVersion) != nullptr ||
                          (isReduced && directory.find(tag::subIFDs) != nullptr);
         NP_TRY(readSamples());
+        const bool isRegular = samples.depth == 1 && samples.photometric != photometricYCbCr;
+        if (page.coding == TIFFCoding::plain && !isRegular)
+            page.coding = TIFFCoding::packed;
         NP_TRY(readFields());
         if (page.coding == TIFFCoding::oldJPEG)
             NP_TRY(readOldJPEG());
@@ -155,9 +158,24 @@ private:
         return row.isVital || (row.kind == BlockKind::palette && isPalette);
     }
 
-    // How many values a copy has of a field; 0 when the field has too few.
-    std::uint64_t keptCount(const TagRow& row, std::uint64_t count) const
+    // ICC.1, 7.2: a profile begins with its size and has "acsp" at 36.
+    std::uint64_t profileLength(const Field& field) const
     {
+        constexpr std::uint64_t headBytes = 128;
+        if (field.count < headBytes)
+            return 0;
+        ByteCursor head(source, {field.value.offset, headBytes});
+        const auto length = head.u32();
+        const auto rest = head.skip(32);
+        const bool isProfile =
+            length.ok() && rest.ok() && length.value() >= headBytes && head.startsWith("acsp");
+        return isProfile ? std::min<std::uint64_t>(length.value(), field.count) : 0;
+    }
+
+    // How many values a copy has of a field; 0 when the field has too few.
+    std::uint64_t keptCount(const TagRow& row, const Field& field) const
+    {
+        const std::uint64_t count = field.count;
         const auto exactly = [count](std::uint64_t needed) { return count < needed ? 0 : needed; };
         const std::uint64_t levels = samples.bits <= 16 ? std::uint64_t{1} << samples.bits : 0;
         switch (row.amount) {
@@ -179,6 +197,8 @@ private:
             return exactly(3 * levels);
         case Amount::transfer:
             return count >= 3 * levels ? 3 * levels : exactly(levels);
+        case Amount::profile:
+            return profileLength(field);
         case Amount::any:
             return count;
         }
@@ -213,14 +233,15 @@ private:
             if (row != nullptr && isKept(row->kind))
                 return fail("file that ends before a value");
         }
+        std::unordered_set<std::uint16_t> seen;
         for (const Field& field : directory.fields) {
             const TagRow* row = rowOf(field.tag);
             const bool isWanted = row != nullptr && row->form != Form::none && isUsed(*row) &&
-                                  directory.find(field.tag) == &field;
+                                  seen.insert(field.tag).second;
             if (!isWanted)
                 continue;
             Field kept = field;
-            kept.count = hasForm(field.type, row->form) ? keptCount(*row, field.count) : 0;
+            kept.count = hasForm(field.type, row->form) ? keptCount(*row, field) : 0;
             kept.value.length = kept.count * sizeOfType(field.type);
             if (kept.count != 0) {
                 page.fields.push_back(kept);
@@ -260,9 +281,7 @@ private:
     // The length of a strip or tile that is not compressed; nothing where that cannot be told.
     std::optional<std::uint64_t> plainLength(std::uint64_t index) const
     {
-        const bool isPlain = page.coding == TIFFCoding::plain && samples.depth == 1 &&
-                             samples.photometric != photometricYCbCr;
-        if (!isPlain)
+        if (page.coding != TIFFCoding::plain)
             return std::nullopt;
         const std::uint64_t bits = samples.isSeparate ? samples.bits : samples.bitsOfPixel;
         std::uint64_t columns = samples.width;

@@ -96,7 +96,7 @@ constexpr std::array tagRows{
     TagRow{33723, iptc},                                             // IIM datasets
     TagRow{34377, iptc},                                             // Photoshop resources
     TagRow{34665, exif},                                             // Exif IFD, Exif 4.6.3
-    TagRow{34675, colourProfile, Form::opaque, Amount::any},         // ICC profile, ICC.1 B.3
+    TagRow{34675, colourProfile, Form::opaque, Amount::profile},     // ICC profile, ICC.1 B.3
     TagRow{34853, exif},                                             // GPS IFD, Exif 4.6.3
     TagRow{37724, extraImage},                                       // ImageSourceData: layers
     TagRow{40965, exif},                                             // Interoperability IFD, Exif

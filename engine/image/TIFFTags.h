@@ -57,6 +57,7 @@ enum class Amount : std::uint8_t {
     twicePerSample, // Likewise
     colourMap,      // 3 * 2^bits
     transfer,       // 2^bits, once or three times
+    profile,        // As many bytes as the profile says it has
     any,
 };
 

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <limits>
-#define ZLIB_CONST // zlib promises not to write to its input.
+// zlib promises not to write to its input. NOLINTNEXTLINE(readability-identifier-naming): its name.
+#define ZLIB_CONST
 #include <zlib.h>
 
 namespace nullprint {
@@ -13,7 +14,7 @@ Bytes inflate(ByteSpan deflated, std::size_t most)
     if (::inflateInit(&stream) != Z_OK)
         return {};
     Bytes out;
-    std::array<Byte, 32 * 1024> buffer{};
+    std::array<Byte, 32UL * 1024> buffer{};
     stream.next_in = deflated.data();
     stream.avail_in =
         static_cast<uInt>(std::min<std::size_t>(deflated.size(), std::numeric_limits<uInt>::max()));

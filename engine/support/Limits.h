@@ -8,27 +8,27 @@ namespace nullprint::limits {
 
 // How much of a file is in memory at a time while it is walked. Large enough that a system call
 // per window costs nothing beside reading it, small enough to stay in the processor's cache.
-inline constexpr std::size_t windowBytes = 256 * 1024;
+inline constexpr std::size_t windowBytes = 256UL * 1024;
 
 // The first read after a jump. A walk over headers then reads headers, not what lies between.
-inline constexpr std::size_t jumpWindowBytes = 4 * 1024;
+inline constexpr std::size_t jumpWindowBytes = 4UL * 1024;
 
 // How far beyond a window a walk may step and still be said to go on. GIF's pieces have 255 bytes.
 inline constexpr std::size_t stepBytes = 256;
 
 // The largest single piece of metadata that is brought into memory (a text chunk, an IPTC block).
 // Real ones stay under a few megabytes; a larger one is dropped like any other, but not read.
-inline constexpr std::uint64_t metadataBytes = 64ULL * 1024 * 1024;
+inline constexpr std::uint64_t metadataBytes = 64UL * 1024 * 1024;
 
 // What a compressed metadata chunk may unpack to. Raw profiles in PNG text are hexadecimal Exif,
 // which JPEG's segment size keeps near 64 KiB.
-inline constexpr std::size_t inflatedBytes = 4 * 1024 * 1024;
+inline constexpr std::size_t inflatedBytes = 4UL * 1024 * 1024;
 
 // How many "Raw profile" texts of one PNG are looked into. Writers make one or two.
 inline constexpr std::size_t rawProfiles = 16;
 
 // The longest text that is taken from a metadata field.
-inline constexpr std::uint64_t textBytes = 1024 * 1024;
+inline constexpr std::uint64_t textBytes = 1024UL * 1024;
 
 // The most numbers that are taken from a metadata field for showing. No field that is shown has
 // more than a handful.
@@ -39,7 +39,7 @@ inline constexpr std::size_t directories = 65536;
 
 // Separate blocks or strips that a picture may consist of: more than any encoder writes (a 100 MB
 // PNG in 8 KiB chunks has 12,800), few enough that listing them stays small.
-inline constexpr std::size_t blocks = 4 * 1024 * 1024;
+inline constexpr std::size_t blocks = 4UL * 1024 * 1024;
 
 // Items of one HEIF file, and boxes of its top level. A phone's photo has about 60 of the one, a
 // gigapixel grid some thousands; of the other there are a handful.

@@ -13,7 +13,7 @@ namespace nullprint {
 namespace {
 
 // Below this, a range is read and written along with its neighbours: a system call costs more.
-constexpr std::uint64_t kernelCopyBytes = 64 * 1024;
+constexpr std::uint64_t kernelCopyBytes = 64UL * 1024;
 
 PendingFile::Outcome outcomeOfErrno()
 {

@@ -128,8 +128,8 @@ std::string storedText(ByteSpan bytes)
 std::string textFromUTF16(ByteSpan bytes, ByteOrder order)
 {
     const auto unitAt = [&](std::size_t index) -> char32_t {
-        const Byte first = bytes[2 * index];
-        const Byte second = bytes[2 * index + 1];
+        const char32_t first = bytes[2 * index];
+        const char32_t second = bytes[2 * index + 1];
         return order == ByteOrder::big ? first << 8 | second : second << 8 | first;
     };
     std::string out;

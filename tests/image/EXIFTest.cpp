@@ -47,6 +47,8 @@ TEST(EXIF, decodesUserCommentsByTheirCode)
     EXPECT_EQ(comment(ByteOrder::big, "UNICODE\0\xFF\xFEh\0"sv), "h");
     EXPECT_EQ(comment(ByteOrder::big, "bare text without a code"sv), "bare text without a code");
     EXPECT_EQ(comment(ByteOrder::big, "ASCII\0\0\0"sv), "");
+    EXPECT_EQ(comment(ByteOrder::little, "\0\0\0IICSAhello"sv),
+              "hello"); // Turned around, as some do
 }
 
 TEST(EXIF, countsDistinctFields)

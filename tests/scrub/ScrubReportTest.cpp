@@ -113,7 +113,8 @@ TEST(Scrub, leavesNothingWhenThePictureCannotBeWritten)
 TEST(Scrub, refusesANameThatLeavesNoRoom)
 {
     const Folder folder;
-    const std::string name = std::string(251, 'x') + ".jpg";
+    std::string name(251, 'x');
+    name += ".jpg";
     EXPECT_EQ(messageOf(folder.put(name, photo())), "failed: Couldn’t write the cleaned image.");
     EXPECT_EQ(folder.names(), std::vector<std::string>{name});
 }

@@ -1,9 +1,7 @@
 // WebP files from their chunks, well-formed or not.
 #pragma once
 
-#include "engine/support/Bytes.h"
-
-#include <initializer_list>
+#include "tests/support/Joined.h"
 
 namespace nullprint::tests::webp {
 
@@ -12,19 +10,6 @@ inline constexpr Byte xmpFlag = 0x04;
 inline constexpr Byte exifFlag = 0x08;
 inline constexpr Byte alphaFlag = 0x10;
 inline constexpr Byte profileFlag = 0x20;
-
-inline Bytes joined(std::initializer_list<Bytes> parts)
-{
-    Bytes all;
-    for (const Bytes& part : parts)
-        append(all, part);
-    return all;
-}
-
-inline Bytes bytesOf(std::string_view text)
-{
-    return Bytes(text.begin(), text.end());
-}
 
 // Without `padding` an odd chunk is not padded.
 inline Bytes chunk(std::string_view type, ByteSpan data, std::string_view padding = {"\0", 1})

@@ -1,0 +1,1 @@
+"$NULLPRINT" --reveal photo.jpg

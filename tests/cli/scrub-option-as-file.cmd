@@ -1,0 +1,2 @@
+# Only the first argument is an option.
+"$NULLPRINT" --scrub plain.png --inspect

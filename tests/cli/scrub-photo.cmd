@@ -1,0 +1,3 @@
+"$NULLPRINT" --scrub photo.jpg
+"$NULLPRINT" --reveal "photo (scrubbed).jpg"
+"$NULLPRINT" --inspect "photo (scrubbed).jpg"

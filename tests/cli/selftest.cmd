@@ -1,0 +1,2 @@
+"$NULLPRINT" --selftest
+"$NULLPRINT" --selftest ignored.jpg

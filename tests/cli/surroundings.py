@@ -1,0 +1,102 @@
+#!/usr/bin/env python3
+"""What the program is run in must not matter: terminal or pipe, language, desktop.
+
+Wants NULLPRINT, the program.
+"""
+import os
+import pty
+import shutil
+import subprocess
+import unittest
+
+from scratch import PROGRAM, ScratchTest
+
+ARTIST = b"Ada\x1b]0;owned\x07\x7f\xc2\x9b\tTab"
+SHOWN = "Ada�]0;owned���\tTab".encode()
+
+
+class Surroundings(ScratchTest):
+    def on_a_terminal(self, *arguments):
+        terminal, end = pty.openpty()
+        run = subprocess.Popen([self.program, *arguments], cwd=self.folder, stdout=end,
+                               stderr=subprocess.PIPE, stdin=subprocess.DEVNULL)
+        os.close(end)
+        printed = b""
+        while True:
+            try:
+                piece = os.read(terminal, 4096)
+            except OSError:  # The program has gone.
+                break
+            if not piece:
+                break
+            printed += piece
+        os.close(terminal)
+        self.assertEqual(run.communicate(timeout=60)[1], b"")
+        self.assertEqual(run.returncode, 0)
+        return printed.replace(b"\r\n", b"\n")
+
+    def test_a_terminal_gets_no_control_characters(self):
+        for option, line in (("--reveal", "  👤 Author: "), ("--inspect", "  RESIDUE: TIFF Artist=")):
+            with self.subTest(option=option):
+                printed = self.on_a_terminal(option, "escape.jpg")
+                self.assertIn(line.encode() + SHOWN + b"\n", printed)
+                self.assertNotIn(b"\x1b", printed)
+
+    def test_a_pipe_gets_the_exact_bytes(self):
+        for option in ("--reveal", "--inspect"):
+            self.assertIn(ARTIST + b"\n", self.run_program(option, "escape.jpg").stdout)
+
+    def test_a_file_gets_the_exact_bytes(self):
+        path = self.root / "report.txt"
+        with path.open("wb") as report:
+            subprocess.run([self.program, "--reveal", "escape.jpg"], cwd=self.folder, stdout=report,
+                           check=True)
+        self.assertIn(ARTIST + b"\n", path.read_bytes())
+
+    def test_a_file_name_does_not_drive_the_terminal(self):
+        name = "esc\x1b[2J.png"
+        shutil.copy(self.folder / "plain.png", self.folder / name)
+        printed = self.on_a_terminal("--scrub", name)
+        self.assertEqual(
+            printed.decode(),
+            f"CLEANED    esc�[2J.png\n        -> {self.folder}/esc�[2J (scrubbed).png\n")
+        self.assertIn("esc\x1b[2J (scrubbed).png", self.names())
+
+    def test_help_on_a_terminal_is_the_help(self):
+        self.assertEqual(self.on_a_terminal("--help"), self.run_program("--help").stdout)
+
+    def test_language_changes_nothing(self):
+        # A locale of our own making: whether the system has German installed does not matter.
+        subprocess.run(["localedef", "-i", "de_DE", "-f", "UTF-8", self.root / "de_DE.UTF-8"],
+                       check=True, capture_output=True)
+        german = {"LC_ALL": "de_DE.UTF-8", "LOCPATH": str(self.root)}
+        comma = subprocess.run(["locale", "decimal_point"], env={**os.environ, **german}, check=True,
+                               capture_output=True).stdout
+        self.assertEqual(comma, b",\n")
+        for option in ("--reveal", "--inspect", "--selftest", "--help"):
+            plain = self.run_program(option, "photo.jpg", env={"LC_ALL": "C"}).stdout
+            self.assertTrue(plain)
+            self.assertEqual(self.run_program(option, "photo.jpg", env=german).stdout, plain)
+        reveal = self.run_program("--reveal", "photo.jpg", env=german).stdout
+        self.assertIn(b"GPS 48.85837, 2.29448", reveal)
+
+    def test_an_empty_environment_is_enough(self):
+        self.assertEqual(self.run_program("--selftest", env={}).returncode, 0)
+        self.assertEqual(self.scrub("photo.jpg", env={}), "CLEANED")
+
+    def test_a_temporary_folder_that_is_missing_fails_the_self_test(self):
+        run = self.run_program("--selftest", env={"TMPDIR": str(self.root / "missing")})
+        self.assertEqual(run.returncode, 1)
+        self.assertEqual(
+            run.stdout.decode().splitlines()[3:],
+            ["  FAIL ✗  test image written with author + GPS", "", "✗ CHECKS FAILED"])
+
+    def test_no_windowing_library_is_loaded(self):
+        needed = subprocess.run(["ldd", PROGRAM], check=True, capture_output=True).stdout.decode()
+        self.assertIn("libc.so", needed)
+        for library in ("libQt", "libX11", "libxcb", "libwayland", "libGL"):
+            self.assertNotIn(library, needed)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,2 @@
+"$NULLPRINT" --version
+"$NULLPRINT" --version extra
