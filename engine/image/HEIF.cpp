@@ -164,26 +164,36 @@ BlockKind kindOf(const Item& item)
     return item.type == fourCC("mime") ? BlockKind::xmp : BlockKind::application;
 }
 
-// The data of all items, ordered by place; the kept ones come first where they share a place.
-Result<std::vector<Block>> itemBlocks(ByteSource& source, const Contents& contents)
+void sortByPlace(std::vector<Block>& blocks)
 {
-    std::vector<Block> parts;
-    for (const Item& item : contents.items.items) {
-        if (!contents.selection.kept.contains(item.id))
-            continue;
+    std::ranges::stable_sort(blocks, {}, [](const Block& block) { return block.range.offset; });
+}
+
+Result<std::vector<Block>> keptBlocks(ByteSource& source, const Contents& contents)
+{
+    std::vector<Block> kept;
+    for (const std::uint32_t id : contents.selection.kept) {
+        const Item& item = *contents.items.find(id);
         const std::vector<Block> blocks = NP_TRY(splitPictureData(source, contents.items, item));
-        parts.insert(parts.end(), blocks.begin(), blocks.end());
-        if (parts.size() > limits::blocks)
+        kept.insert(kept.end(), blocks.begin(), blocks.end());
+        if (kept.size() > limits::blocks)
             return Error{"too many blocks"};
     }
+    sortByPlace(kept);
+    return kept;
+}
+
+std::vector<Block> otherBlocks(const Contents& contents)
+{
+    std::vector<Block> others;
     for (const Item& item : contents.items.items) {
         if (contents.selection.kept.contains(item.id))
             continue;
         for (const ByteRange& range : item.data)
-            parts.push_back({kindOf(item), range});
+            others.push_back({kindOf(item), range});
     }
-    std::ranges::stable_sort(parts, {}, [](const Block& part) { return part.range.offset; });
-    return parts;
+    sortByPlace(others);
+    return others;
 }
 
 BlockKind kindOf(const Box& box)
@@ -201,28 +211,64 @@ BlockKind kindOf(const Box& box)
     }
 }
 
+// Walks through blocks that are ordered by place and may overlap: the first one counts.
+class Overlay {
+public:
+    explicit Overlay(std::vector<Block> blocks)
+        : blocks(std::move(blocks))
+    {
+    }
+
+    // The first block that does not end before `place`, which never goes back; nullptr for none.
+    const Block* at(std::uint64_t place)
+    {
+        while (next < blocks.size() && blocks[next].range.end() <= place)
+            ++next;
+        return next < blocks.size() ? &blocks[next] : nullptr;
+    }
+
+private:
+    std::vector<Block> blocks;
+    std::size_t next = 0;
+};
+
+// The stretch from `place` on that is of one kind.
+Block stretchAt(std::uint64_t place, Block around, std::initializer_list<const Block*> layers)
+{
+    Block stretch{around.kind, {place, around.range.end() - place}};
+    for (const Block* layer : layers) {
+        if (layer == nullptr)
+            continue;
+        if (layer->range.offset > place) {
+            stretch.range.length = std::min(stretch.range.length, layer->range.offset - place);
+            continue;
+        }
+        stretch.kind = layer->kind;
+        stretch.range.length = std::min(stretch.range.length, layer->range.end() - place);
+        break;
+    }
+    return stretch;
+}
+
 } // namespace
 
+// Kept data lies over other items' data, and that over the boxes; "meta" is not taken apart.
 Result<Blocks> splitHEIF(ByteSource& source)
 {
     const Contents contents = NP_TRY(readContents(source));
-    const std::vector<Block> parts = NP_TRY(itemBlocks(source, contents));
+    Overlay kept(NP_TRY(keptBlocks(source, contents)));
+    Overlay others(otherBlocks(contents));
     Blocks blocks;
-    auto part = parts.begin();
     for (const Box& box : contents.file.boxes) {
-        const BlockKind around = kindOf(box);
+        const Block around{kindOf(box), box.whole};
         std::uint64_t place = box.whole.offset;
-        for (; part != parts.end() && part->range.offset < box.whole.end(); ++part) {
-            // Where items overlap, the first one counts; "meta" is not taken apart.
-            const std::uint64_t start = std::max(part->range.offset, place);
-            const std::uint64_t end = std::min(part->range.end(), box.whole.end());
-            if (around == BlockKind::structure || start >= end)
-                continue;
-            NP_TRY(blocks.add(around, {place, start - place}));
-            NP_TRY(blocks.add(part->kind, {start, end - start}));
-            place = end;
+        while (place < box.whole.end()) {
+            const bool isOpen = around.kind != BlockKind::structure;
+            const Block stretch =
+                isOpen ? stretchAt(place, around, {kept.at(place), others.at(place)}) : around;
+            NP_TRY(blocks.add(stretch.kind, stretch.range));
+            place = stretch.range.end();
         }
-        NP_TRY(blocks.add(around, {place, box.whole.end() - place}));
     }
     NP_TRY(blocks.add(BlockKind::trailer, contents.file.trailer));
     return blocks;

@@ -87,6 +87,8 @@ public:
             if (isKept(block.kind))
                 key.kept.push_back(block.range);
         }
+        if (key.kept.empty() && item.type != fourCC("iden"))
+            return Error{"a picture of nothing but user data", item.id};
         const auto [place, isNew] = known.try_emplace(std::move(key), all.size());
         if (isNew)
             NP_TRY(addBody(item, place->first.kept));

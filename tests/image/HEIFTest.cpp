@@ -211,7 +211,7 @@ TEST(HEIF, refusesPicturesWithPropertiesThatItDoesNotKnow)
 TEST(HEIF, refusesTablesThatCanBeReadInTwoWays)
 {
     for (const std::string_view again : {"pitm", "iinf", "iloc", "iprp", "idat", "hdlr", "iref"}) {
-        HEIFBuilder built = onePicture();
+        HEIFBuilder built = kitchenSink();
         built.moreMeta = box(again, Bytes(8));
         expectRefused(built);
     }
@@ -392,6 +392,13 @@ TEST(HEIF, dropsUserDataFromCodedPictures)
     EXPECT_TRUE(holds(mustClean(built.build()), asText(kept)));
 }
 
+TEST(HEIF, refusesPicturesOfNothingButUserData)
+{
+    HEIFBuilder built = onePicture();
+    built.items[0].data = message(5, "secret encoder options");
+    expectRefused(built);
+}
+
 TEST(HEIF, keepsDataThatIsNotInUnits)
 {
     HEIFBuilder built = onePicture();
@@ -522,7 +529,7 @@ TEST(HEIF, writesPicturesOnly)
     EXPECT_FALSE(holds(mustClean(built.build()), "msf1"));
 
     // Tracks alone: a picture that can be opened and cannot be written.
-    Bytes tracks = box("ftyp", "msf1\0\0\0\0hevc");
+    Bytes tracks = box("ftyp", "msf10000hevc");
     append(tracks, box("moov", "a movie"));
     MemorySource source(tracks);
     EXPECT_TRUE(ImageSource::open(source).ok());

@@ -40,7 +40,8 @@ struct BuiltItem {
     Byte protection = 0;
     Byte dataReference = 0;
     bool isLocated = true;
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> places = {}; // Instead of `data`, by offset.
+    std::vector<std::pair<std::uint32_t, std::uint32_t>> places =
+        {}; // Instead of `data`, by offset.
 };
 
 struct HEIFBuilder {
