@@ -171,14 +171,12 @@ void sortByPlace(std::vector<Block>& blocks)
 
 Result<std::vector<Block>> keptBlocks(ByteSource& source, const Contents& contents)
 {
+    PictureData data(source, contents.items);
+    for (const std::uint32_t id : contents.selection.kept)
+        NP_TRY(data.add(*contents.items.find(id)));
     std::vector<Block> kept;
-    for (const std::uint32_t id : contents.selection.kept) {
-        const Item& item = *contents.items.find(id);
-        const std::vector<Block> blocks = NP_TRY(splitPictureData(source, contents.items, item));
-        kept.insert(kept.end(), blocks.begin(), blocks.end());
-        if (kept.size() > limits::blocks)
-            return Error{"too many blocks"};
-    }
+    for (const PictureData::Run& run : data.runs())
+        kept.insert(kept.end(), run.blocks.begin(), run.blocks.end());
     sortByPlace(kept);
     return kept;
 }

@@ -142,8 +142,6 @@ splitData(ByteSource& source, ItemSource& data, const HEIFItems& items, const It
     return all;
 }
 
-} // namespace
-
 Result<std::vector<Block>>
 splitPictureData(ByteSource& source, const HEIFItems& items, const Item& item)
 {
@@ -155,6 +153,41 @@ splitPictureData(ByteSource& source, const HEIFItems& items, const Item& item)
             placed.push_back({block.kind, place});
     }
     return placed;
+}
+
+} // namespace
+
+PictureData::Key PictureData::keyOf(const Item& item) const
+{
+    std::uint64_t variant = 0;
+    for (const auto type : {fourCC("hvcC"), fourCC("avcC"), fourCC("a1lx")}) {
+        const Box* configuration = items.property(item, type);
+        if (configuration != nullptr)
+            variant = configuration->whole.offset;
+    }
+    const Reference* inputs = isDerivation(item.type) ? items.inputsOf(item.id) : nullptr;
+    if (inputs != nullptr)
+        variant = inputs->to.size();
+    Key key{item.isInIdat, item.type, variant, {}};
+    for (const ByteRange& range : item.data)
+        std::get<3>(key).emplace_back(range.offset, range.length);
+    return key;
+}
+
+Result<std::size_t> PictureData::add(const Item& item)
+{
+    const auto [place, isNew] = known.try_emplace(keyOf(item), all.size());
+    if (!isNew)
+        return place->second;
+    for (const ByteRange& range : item.data)
+        totalBytes += range.length; // Of limits::itemLinks ranges in a file at the most.
+    if (totalBytes > source.size() + limits::windowBytes)
+        return Error{"items that hold more than the file", item.id};
+    all.push_back({&item, NP_TRY(splitPictureData(source, items, item))});
+    totalBlocks += all.back().blocks.size();
+    if (totalBlocks > limits::itemLinks)
+        return Error{"too many blocks", item.id};
+    return place->second;
 }
 
 } // namespace nullprint::image

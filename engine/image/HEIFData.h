@@ -4,6 +4,9 @@
 #include "engine/image/Blocks.h"
 #include "engine/image/HEIFItems.h"
 
+#include <map>
+#include <tuple>
+
 namespace nullprint::image {
 
 class ItemSource final : public ByteSource {
@@ -26,10 +29,44 @@ private:
     Bytes joined; // A view across parts.
 };
 
-// What the data of a picture item consists of, in its order and by its places in `source`. Of the
-// kinds that the policy keeps is all that a decoder reads; a JPEG is split as one.
-// Fails on a derivation that is cut short, and on a damaged JPEG.
-Result<std::vector<Block>>
-splitPictureData(ByteSource& source, const HEIFItems& items, const Item& item);
+// The data of picture items, each run of it looked into once: items may share one, as the tiles of
+// a clear sky often do.
+class PictureData {
+public:
+    // What a run consists of, in its order and by its places in the file. Of the kinds that the
+    // policy keeps is all that a decoder reads; a JPEG is split as one.
+    struct Run {
+        const Item* item; // The first that has it.
+        std::vector<Block> blocks;
+    };
+
+    PictureData(ByteSource& source, const HEIFItems& items)
+        : source(source)
+        , items(items)
+    {
+    }
+
+    // Yields the number of the item's run. Fails on a derivation that is cut short, on a damaged
+    // JPEG, and on runs that overlap to more than the file.
+    Result<std::size_t> add(const Item& item);
+
+    const std::vector<Run>& runs() const { return all; }
+
+private:
+    // What decides how data is split: its type, its configuration or number of inputs, its places.
+    using Key = std::tuple<bool,
+                           std::uint32_t,
+                           std::uint64_t,
+                           std::vector<std::pair<std::uint64_t, std::uint64_t>>>;
+
+    Key keyOf(const Item& item) const;
+
+    ByteSource& source;
+    const HEIFItems& items;
+    std::map<Key, std::size_t> known;
+    std::vector<Run> all;
+    std::uint64_t totalBytes = 0;
+    std::size_t totalBlocks = 0;
+};
 
 } // namespace nullprint::image

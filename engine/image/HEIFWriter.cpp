@@ -6,7 +6,6 @@
 #include "engine/image/JPEG.h"
 
 #include <algorithm>
-#include <map>
 
 namespace nullprint::image {
 namespace {
@@ -60,8 +59,7 @@ OutputPlan fullBoxHead(unsigned version, std::uint32_t flags)
     return plan;
 }
 
-// A run of data in the copy. Items whose data is the same share one, as they may in the original:
-// the tiles of a clear sky are often written once.
+// A run of data in the copy.
 struct Body {
     OutputPlan plan;
     bool isInIdat = false;
@@ -69,91 +67,37 @@ struct Body {
     std::uint64_t origin = 0; // Where it stood: the copy keeps the order.
 };
 
-// Gathers the data of items, each run once.
-class Bodies {
-public:
-    Bodies(ByteSource& source, const HEIFItems& items)
-        : source(source)
-        , items(items)
-    {
+// A JPEG has metadata of its own inside, and rules for what stays.
+Result<OutputPlan> planJPEG(ByteSource& source, const HEIFItems& items, const Item& item)
+{
+    if (item.data.size() != 1)
+        return Error{"a JPEG item in pieces", item.id};
+    if (items.property(item, fourCC("jpgC")) != nullptr)
+        return Error{"a JPEG item with its tables elsewhere", item.id};
+    PartSource part(source, item.data[0]);
+    const OutputPlan cleaned = NP_TRY(jpegFormat.planCleanCopy(part));
+    OutputPlan whole;
+    whole.append(cleaned, item.data[0].offset);
+    return whole;
+}
+
+Result<Body> planBody(ByteSource& source, const HEIFItems& items, const PictureData::Run& run)
+{
+    Body body;
+    body.isInIdat = run.item->isInIdat;
+    for (const Block& block : run.blocks) {
+        if (!isKept(block.kind))
+            continue;
+        if (body.plan.size() == 0)
+            body.origin = block.range.offset;
+        body.plan.copy(block.range);
     }
-
-    // The place in `all` of the item's body.
-    Result<std::size_t> add(const Item& item)
-    {
-        Key key{item.isInIdat, item.type == fourCC("jpeg"), {}};
-        const std::vector<Block> blocks = NP_TRY(splitPictureData(source, items, item));
-        for (const Block& block : blocks) {
-            if (isKept(block.kind))
-                key.kept.push_back(block.range);
-        }
-        if (key.kept.empty() && item.type != fourCC("iden"))
-            return Error{"a picture of nothing but user data", item.id};
-        const auto [place, isNew] = known.try_emplace(std::move(key), all.size());
-        if (isNew)
-            NP_TRY(addBody(item, place->first.kept));
-        return place->second;
-    }
-
-    std::vector<Body> all;
-
-private:
-    struct Key {
-        bool isInIdat;
-        bool isJPEG;
-        std::vector<ByteRange> kept;
-
-        bool operator<(const Key& other) const
-        {
-            const auto rank = [](const Key& key) { return std::pair(key.isInIdat, key.isJPEG); };
-            if (rank(*this) != rank(other))
-                return rank(*this) < rank(other);
-            return std::ranges::lexicographical_compare(kept, other.kept, {}, place, place);
-        }
-        static std::pair<std::uint64_t, std::uint64_t> place(const ByteRange& range)
-        {
-            return {range.offset, range.length};
-        }
-    };
-
-    Result<Done> addBody(const Item& item, const std::vector<ByteRange>& kept)
-    {
-        Body body;
-        body.isInIdat = item.isInIdat;
-        body.origin = kept.empty() ? 0 : kept.front().offset;
-        if (item.type == fourCC("jpeg")) {
-            body.plan = NP_TRY(planJPEG(item));
-        } else {
-            for (const ByteRange& range : kept)
-                body.plan.copy(range);
-        }
-        total += body.plan.size();
-        // Items may overlap in part, but only so many copies of a file are worth writing.
-        if (total > source.size() + limits::windowBytes)
-            return Error{"items that hold more than the file", item.id};
-        all.push_back(std::move(body));
-        return Done{};
-    }
-
-    // A JPEG has metadata of its own inside, and rules for what stays.
-    Result<OutputPlan> planJPEG(const Item& item)
-    {
-        if (item.data.size() != 1)
-            return Error{"a JPEG item in pieces", item.id};
-        if (items.property(item, fourCC("jpgC")) != nullptr)
-            return Error{"a JPEG item with its tables elsewhere", item.id};
-        PartSource part(source, item.data[0]);
-        const OutputPlan cleaned = NP_TRY(jpegFormat.planCleanCopy(part));
-        OutputPlan whole;
-        whole.append(cleaned, item.data[0].offset);
-        return whole;
-    }
-
-    ByteSource& source;
-    const HEIFItems& items;
-    std::map<Key, std::size_t> known;
-    std::uint64_t total = 0;
-};
+    if (body.plan.size() == 0 && run.item->type != fourCC("iden"))
+        return Error{"a picture of nothing but user data", run.item->id};
+    if (run.item->type == fourCC("jpeg"))
+        body.plan = NP_TRY(planJPEG(source, items, *run.item));
+    return body;
+}
 
 // 14496-12, 4.3. The major brand's minor version says nothing of the copy.
 Result<OutputPlan> planBrands(ByteSource& source, const HEIFFile& file)
@@ -187,7 +131,6 @@ public:
         , items(items)
         , selection(selection)
         , isWide(*selection.kept.rbegin() > 0xFFFF)
-        , bodies(source, items)
     {
     }
 
@@ -224,12 +167,15 @@ private:
 
     Result<Done> gather()
     {
+        PictureData data(source, items);
         for (const std::uint32_t id : selection.kept) {
             const Item& item = *items.find(id);
-            payloads.push_back({&item, NP_TRY(bodies.add(item))});
+            payloads.push_back({&item, NP_TRY(data.add(item))});
         }
+        for (const PictureData::Run& run : data.runs())
+            bodies.push_back(NP_TRY(planBody(source, items, run)));
         std::uint64_t idatBytes = 0;
-        for (Body& body : bodies.all) {
+        for (Body& body : bodies) {
             if (body.isInIdat) {
                 body.offset = idatBytes;
                 idatBytes += body.plan.size();
@@ -280,7 +226,7 @@ private:
         append16(content, hasLongOffsets ? 0x8800 : 0x4400);
         appendIdentifier(content, payloads.size());
         for (const Payload& payload : payloads) {
-            const Body& body = bodies.all[payload.body];
+            const Body& body = bodies[payload.body];
             appendIdentifier(content, payload.item->id);
             append16(content, body.isInIdat ? 1 : 0);
             append16(content, 0); // This file.
@@ -302,7 +248,7 @@ private:
         writeReferences(out);
         writeProperties(out);
         OutputPlan idat;
-        for (const Body& body : bodies.all) {
+        for (const Body& body : bodies) {
             if (body.isInIdat)
                 idat.append(body.plan, 0);
         }
@@ -454,7 +400,7 @@ private:
     const HEIFItems& items;
     const Selection& selection;
     const bool isWide; // 32-bit identifiers.
-    Bodies bodies;
+    std::vector<Body> bodies;
     std::vector<Payload> payloads; // Ordered by identifier.
     std::vector<Body*> inMdat;
     std::uint64_t mdatBytes = 0;
