@@ -131,9 +131,10 @@ private:
         while (outcome.ok() && !cursor.atEnd())
             outcome = readEntry(cursor, items);
         std::ranges::stable_sort(items, {}, &Item::id);
-        const auto repeats = std::ranges::unique(items, {}, &Item::id);
-        result.isAmbiguous = result.isAmbiguous || !repeats.empty();
-        items.erase(repeats.begin(), repeats.end());
+        const auto repeats = std::unique(
+            items.begin(), items.end(), [](const Item& a, const Item& b) { return a.id == b.id; });
+        result.isAmbiguous = result.isAmbiguous || repeats != items.end();
+        items.erase(repeats, items.end());
         result.items = std::move(items);
         return outcome;
     }
@@ -310,7 +311,9 @@ const Box* HEIFItems::property(const Item& item, std::uint32_t type) const
 
 std::span<const Reference> HEIFItems::referencesFrom(std::uint32_t id) const
 {
-    return std::ranges::equal_range(references, id, {}, &Reference::from);
+    const auto begin = std::ranges::lower_bound(references, id, {}, &Reference::from);
+    const auto end = std::ranges::upper_bound(references, id, {}, &Reference::from);
+    return {begin, end};
 }
 
 const Reference* HEIFItems::inputsOf(std::uint32_t id) const
