@@ -90,27 +90,35 @@ Result<Blocks> splitDerivation(ItemSource& data, const HEIFItems& items, const I
     return blocks;
 }
 
+bool isDerivation(std::uint32_t type)
+{
+    return type == fourCC("grid") || type == fourCC("iovl") || type == fourCC("iden");
+}
+
+} // namespace
+
 // 14496-15: how long the lengths of NAL units are, from a byte of the decoder's configuration.
-Result<unsigned> lengthBytes(ByteSource& source, const Box* configuration, std::uint64_t place)
+Result<unsigned> PictureData::lengthBytes(const Box* configuration, std::uint64_t place)
 {
     if (configuration == nullptr || configuration->content.length <= place)
         return Error{"a coded picture without its configuration"};
-    const ByteSpan byte = NP_TRY(source.view(configuration->content.offset + place, 1));
-    return 1U + (byte[0] & 3);
+    const std::uint64_t offset = configuration->content.offset + place;
+    const auto known = lengths.find(offset);
+    if (known != lengths.end())
+        return known->second;
+    const ByteSpan byte = NP_TRY(source.view(offset, 1));
+    const unsigned bytes = 1U + (byte[0] & 3);
+    lengths.emplace(offset, bytes);
+    return bytes;
 }
 
-Result<Blocks>
-splitCoded(ByteSource& source, ItemSource& data, const HEIFItems& items, const Item& item)
+Result<Blocks> PictureData::splitCoded(ItemSource& data, const Item& item)
 {
     switch (item.type) {
-    case fourCC("hvc1"): {
-        const Box* configuration = items.property(item, fourCC("hvcC"));
-        return splitHEVC(data, NP_TRY(lengthBytes(source, configuration, 21)));
-    }
-    case fourCC("avc1"): {
-        const Box* configuration = items.property(item, fourCC("avcC"));
-        return splitAVC(data, NP_TRY(lengthBytes(source, configuration, 4)));
-    }
+    case fourCC("hvc1"):
+        return splitHEVC(data, NP_TRY(lengthBytes(items.property(item, fourCC("hvcC")), 21)));
+    case fourCC("avc1"):
+        return splitAVC(data, NP_TRY(lengthBytes(items.property(item, fourCC("avcC")), 4)));
     case fourCC("av01"):
         // Where layers are told apart by their sizes, those must not change.
         if (items.property(item, fourCC("a1lx")) == nullptr)
@@ -121,19 +129,13 @@ splitCoded(ByteSource& source, ItemSource& data, const HEIFItems& items, const I
     }
 }
 
-bool isDerivation(std::uint32_t type)
-{
-    return type == fourCC("grid") || type == fourCC("iovl") || type == fourCC("iden");
-}
-
-Result<Blocks>
-splitData(ByteSource& source, ItemSource& data, const HEIFItems& items, const Item& item)
+Result<Blocks> PictureData::splitData(ItemSource& data, const Item& item)
 {
     if (isDerivation(item.type))
         return splitDerivation(data, items, item);
     if (item.type == fourCC("jpeg"))
         return splitJPEG(data);
-    auto units = splitCoded(source, data, items, item);
+    auto units = splitCoded(data, item);
     if (units.ok())
         return units;
     // Not in units, or in damaged ones: whether that can be decoded is not known here.
@@ -142,11 +144,10 @@ splitData(ByteSource& source, ItemSource& data, const HEIFItems& items, const It
     return all;
 }
 
-Result<std::vector<Block>>
-splitPictureData(ByteSource& source, const HEIFItems& items, const Item& item)
+Result<std::vector<Block>> PictureData::split(const Item& item)
 {
     ItemSource data(source, item.data);
-    const Blocks blocks = NP_TRY(splitData(source, data, items, item));
+    const Blocks blocks = NP_TRY(splitData(data, item));
     std::vector<Block> placed;
     for (const Block& block : blocks) {
         for (const ByteRange& place : data.placesOf(block.range))
@@ -154,8 +155,6 @@ splitPictureData(ByteSource& source, const HEIFItems& items, const Item& item)
     }
     return placed;
 }
-
-} // namespace
 
 PictureData::Key PictureData::keyOf(const Item& item) const
 {
@@ -183,7 +182,7 @@ Result<std::size_t> PictureData::add(const Item& item)
         totalBytes += range.length; // Of limits::itemLinks ranges in a file at the most.
     if (totalBytes > source.size() + limits::windowBytes)
         return Error{"items that hold more than the file", item.id};
-    all.push_back({&item, NP_TRY(splitPictureData(source, items, item))});
+    all.push_back({&item, NP_TRY(split(item))});
     totalBlocks += all.back().blocks.size();
     if (totalBlocks > limits::itemLinks)
         return Error{"too many blocks", item.id};

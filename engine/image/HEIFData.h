@@ -60,10 +60,15 @@ private:
                            std::vector<std::pair<std::uint64_t, std::uint64_t>>>;
 
     Key keyOf(const Item& item) const;
+    Result<std::vector<Block>> split(const Item& item);
+    Result<Blocks> splitData(ItemSource& data, const Item& item);
+    Result<Blocks> splitCoded(ItemSource& data, const Item& item);
+    Result<unsigned> lengthBytes(const Box* configuration, std::uint64_t place);
 
     ByteSource& source;
     const HEIFItems& items;
     std::map<Key, std::size_t> known;
+    std::map<std::uint64_t, unsigned> lengths; // Of NAL units' lengths, by configuration.
     std::vector<Run> all;
     std::uint64_t totalBytes = 0;
     std::size_t totalBlocks = 0;

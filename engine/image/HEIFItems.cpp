@@ -131,8 +131,9 @@ private:
         while (outcome.ok() && !cursor.atEnd())
             outcome = readEntry(cursor, items);
         std::ranges::stable_sort(items, {}, &Item::id);
-        const auto repeats = std::unique(
-            items.begin(), items.end(), [](const Item& a, const Item& b) { return a.id == b.id; });
+        const auto repeats = std::unique(items.begin(),
+                                         items.end(),
+                                         [](const Item& a, const Item& b) { return a.id == b.id; });
         result.isAmbiguous = result.isAmbiguous || repeats != items.end();
         items.erase(repeats, items.end());
         result.items = std::move(items);

@@ -24,25 +24,27 @@ template <typename Range> bool isIn(const Range& range, std::uint32_t value)
     return std::ranges::find(range, value) != std::ranges::end(range);
 }
 
+template <std::size_t width> void appendInteger(OutputPlan& plan, std::uint64_t value)
+{
+    std::array<Byte, width> bytes{};
+    for (std::size_t index = 0; index < width; ++index)
+        bytes[index] = static_cast<Byte>(value >> (8 * (width - 1 - index)));
+    plan.write(bytes);
+}
+
 void append16(OutputPlan& plan, std::uint64_t value)
 {
-    Bytes bytes;
-    nullprint::append16(bytes, static_cast<std::uint16_t>(value), ByteOrder::big);
-    plan.write(bytes);
+    appendInteger<2>(plan, value);
 }
 
 void append32(OutputPlan& plan, std::uint64_t value)
 {
-    Bytes bytes;
-    nullprint::append32(bytes, static_cast<std::uint32_t>(value), ByteOrder::big);
-    plan.write(bytes);
+    appendInteger<4>(plan, value);
 }
 
 void append64(OutputPlan& plan, std::uint64_t value)
 {
-    Bytes bytes;
-    nullprint::append64(bytes, value, ByteOrder::big);
-    plan.write(bytes);
+    appendInteger<8>(plan, value);
 }
 
 void appendBox(OutputPlan& plan, std::uint32_t type, const OutputPlan& content)
