@@ -10,7 +10,7 @@ sys.dont_write_bytecode = True
 
 import inputs
 
-ROUNDS = 11
+ROUNDS = 21
 # What is cleaned, its size in megabytes, and how many times the time of cp it may take.
 CLEANED = (
     ("tif", 100, 1.5),
