@@ -9,8 +9,8 @@ namespace nullprint::image {
 
 // How the data of strips and tiles is coded, as far as it matters to somebody who does not decode.
 enum class TIFFCoding : std::uint8_t {
-    plain,   // Samples as they are
-    packed,  // Nothing but coded samples
+    plain,   // Samples as they are, so many that their length is known
+    packed,  // Nothing but samples, coded or subsampled
     jpeg,    // A JPEG stream each
     oldJPEG, // The same, or parts of one stream (TIFF 6.0, section 22)
     webp,    // A WebP file each
