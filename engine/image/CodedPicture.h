@@ -11,7 +11,7 @@ namespace nullprint::image {
 Result<Blocks> splitHEVC(ByteSource& source, unsigned lengthBytes);
 Result<Blocks> splitAVC(ByteSource& source, unsigned lengthBytes);
 
-// Open bitstream units. AV1 Bitstream & Decoding Process Specification, 5.3.
+// Open bitstream units. AV1 Bitstream & Decoding Process, 5.3.
 Result<Blocks> splitAV1(ByteSource& source);
 
 // An HEVC decoder's configuration without the units that `splitHEVC` does not call pixels; as it

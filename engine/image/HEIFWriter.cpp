@@ -24,11 +24,11 @@ template <typename Range> bool isIn(const Range& range, std::uint32_t value)
     return std::ranges::find(range, value) != std::ranges::end(range);
 }
 
-template <std::size_t width> void appendInteger(OutputPlan& plan, std::uint64_t value)
+template <std::size_t Width> void appendInteger(OutputPlan& plan, std::uint64_t value)
 {
-    std::array<Byte, width> bytes{};
-    for (std::size_t index = 0; index < width; ++index)
-        bytes[index] = static_cast<Byte>(value >> (8 * (width - 1 - index)));
+    std::array<Byte, Width> bytes{};
+    for (std::size_t index = 0; index < Width; ++index)
+        bytes[index] = static_cast<Byte>(value >> (8 * (Width - 1 - index)));
     plan.write(bytes);
 }
 
