@@ -137,10 +137,10 @@ class Case:
 
     def _judge_appearance(self, original_entries, copy_entries, kind):
         was, now = (exiftool.profiles(e) for e in (original_entries, copy_entries))
-        if was != now:
+        if not metadata.same_profiles(was, now, kind):
             sizes = [[len(profile) for profile in profiles] for profiles in (was, now)]
             self.blame(f"the colour profile changed: {sizes[0]} bytes became {sizes[1]}")
-        was, now = metadata.orientation(original_entries), metadata.orientation(copy_entries)
+        was, now = (metadata.orientation(e, kind) for e in (original_entries, copy_entries))
         if was != now:
             self.blame(f"the orientation was {was}, is {now}")
         was, now = (metadata.resolution(e, kind) for e in (original_entries, copy_entries))
