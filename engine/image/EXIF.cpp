@@ -79,7 +79,7 @@ public:
         if (!directory.ok())
             return;
         for (const Field& field : directory.value().fields)
-            properties.add(Group::tiff, field.tag, ifds.value(field));
+            properties.add(Group::tiff, field.tag, valueIn(Group::tiff, field));
         readLinked(directory.value(), tag::exifIFD, Group::exif);
         readLinked(directory.value(), tag::gpsIFD, Group::gps);
     }
@@ -100,8 +100,12 @@ private:
             properties.add(group, field.tag, valueIn(group, field));
     }
 
-    Value valueIn(Group group, const Field& field) const
+    // Fields that share their bytes could together say far more than the file has.
+    Value valueIn(Group group, const Field& field)
     {
+        if (field.value.length > source.size() - taken)
+            return Opaque{};
+        taken += field.value.length;
         if (group == Group::exif && field.tag == tag::userComment) {
             const std::uint64_t length = std::min(field.value.length, limits::textBytes);
             const auto raw = source.copyOf({field.value.offset, length});
@@ -116,6 +120,7 @@ private:
     const IFDReader& ifds;
     ByteSource& source;
     Properties& properties;
+    std::uint64_t taken = 0; // Bytes of values read so far.
 };
 
 struct Fraction {

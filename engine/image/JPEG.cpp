@@ -603,7 +603,7 @@ Result<Blocks> splitJPEGStream(ByteSource& source)
 {
     ByteCursor cursor(source);
     Blocks blocks;
-    bool sawScan = !cursor.startsWith("\xFF\xD8");
+    bool sawScan = !cursor.startsWith(jpegStart);
     if (sawScan) {
         const std::uint64_t end = NP_TRY(endOfScan(source, 0));
         const ByteRange scan = NP_TRY(cursor.skip(end));

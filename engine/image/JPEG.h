@@ -5,6 +5,9 @@
 
 namespace nullprint::image {
 
+// The mark that a stream begins with.
+inline constexpr std::string_view jpegStart = "\xFF\xD8";
+
 Result<Blocks> splitJPEG(ByteSource& source);
 
 // The blocks of a stream that is part of another file, as TIFF has them: it may consist of tables

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <variant>
@@ -60,15 +61,9 @@ public:
     std::size_t count(Group group) const;
 
 private:
-    struct Property {
-        Group group;
-        std::uint16_t tag;
-        Value value;
-    };
-
     const Value* find(Group group, std::uint16_t tag) const;
 
-    std::vector<Property> properties; // Ordered by group and tag.
+    std::map<std::pair<Group, std::uint16_t>, Value> properties;
 };
 
 } // namespace nullprint::image

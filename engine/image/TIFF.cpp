@@ -111,15 +111,6 @@ Result<std::vector<TIFFPage>> readPages(const IFDReader& reader, ByteSource& sou
     return pages;
 }
 
-Result<OutputPlan> planCleanCopy(ByteSource& source)
-{
-    const IFDReader reader = NP_TRY(IFDReader::open(source));
-    const std::vector<TIFFPage> pages = NP_TRY(readPages(reader, source));
-    if (std::ranges::any_of(pages, &TIFFPage::isPreview))
-        return Error{"TIFF whose pages stand for a picture in another directory"};
-    return planTIFF(reader, source, pages, NP_TRY(TIFFData::gather(source, pages)));
-}
-
 // Something that a stretch of the file is said to be. Of claims to a byte the one with the lowest
 // rank wins, and among those the first.
 struct Claim {
@@ -129,9 +120,9 @@ struct Claim {
 };
 
 constexpr unsigned dataRank = 0;
-constexpr unsigned structureRank = 1;
-constexpr unsigned keptRank = 2;
-constexpr unsigned droppedRank = 3;
+constexpr unsigned keptRank = 1;
+constexpr unsigned metadataRank = 2; // Directories, and values that a copy does not have
+constexpr unsigned previewRank = 3;
 
 class Claims {
 public:
@@ -168,19 +159,22 @@ public:
         }
     }
 
+    // Whether data that a copy has lies across metadata.
+    bool haveMetadataInData();
+
     Result<Blocks> resolved();
 
 private:
     void addDirectory(const Directory& directory, BlockKind kind)
     {
         const bool isPage = kind == BlockKind::structure;
-        add(kind, directory.place, isPage ? structureRank : droppedRank);
+        add(kind, directory.place, metadataRank);
         for (const Field& field : directory.fields) {
             const BlockKind own = isPage ? kindOfTag(field.tag) : kind;
             const bool isInside = field.value.offset >= directory.place.offset &&
                                   field.value.end() <= directory.place.end();
             if (!isInside)
-                add(own, field.value, isKept(own) ? keptRank : droppedRank);
+                add(own, field.value, isKept(own) ? keptRank : metadataRank);
             follow(field);
         }
     }
@@ -206,7 +200,7 @@ private:
             return;
         effort += page.value().effort;
         for (const ByteRange& data : page.value().data)
-            add(BlockKind::extraImage, data, droppedRank);
+            add(BlockKind::extraImage, data, previewRank);
     }
 
     const IFDReader& reader;
@@ -217,6 +211,23 @@ private:
     std::uint64_t linkedBytes = 0;
     std::uint64_t effort = 0; // Numbers read, for which limits::blocks is bound enough.
 };
+
+bool Claims::haveMetadataInData()
+{
+    std::ranges::sort(claims, {}, [](const Claim& claim) { return claim.range.offset; });
+    std::uint64_t dataEnd = 0;
+    std::uint64_t metadataEnd = 0;
+    for (const Claim& claim : claims) {
+        const bool isData = claim.rank == dataRank && isKept(claim.kind);
+        if (!isData && claim.rank != metadataRank)
+            continue;
+        if (claim.range.offset < (isData ? metadataEnd : dataEnd))
+            return true;
+        std::uint64_t& end = isData ? dataEnd : metadataEnd;
+        end = std::max(end, claim.range.end());
+    }
+    return false;
+}
 
 // One sweep from the file's start to its end; `open` holds the claims that the sweep has reached.
 Result<Blocks> Claims::resolved()
@@ -247,6 +258,45 @@ Result<Blocks> Claims::resolved()
     return blocks;
 }
 
+Result<Claims> claimsOf(const IFDReader& reader, ByteSource& source, const TIFFData& data)
+{
+    Claims claims(reader, source);
+    claims.add(BlockKind::structure, {0, reader.isBig() ? 16U : 8U}, keptRank);
+    for (const Block& block : data.blocks())
+        claims.add(block.kind, block.range, dataRank);
+    NP_TRY(walkDirectories(reader, source, [&](const Directory& directory) -> Result<bool> {
+        claims.addPage(directory);
+        return true;
+    }));
+    return claims;
+}
+
+// The length of coded data is what its byte count says, right or wrong. (That of plain samples
+// follows from their number.) A wrong one must not bring metadata along.
+Result<Done> checkCodedData(const IFDReader& reader,
+                            ByteSource& source,
+                            std::span<const TIFFPage> pages,
+                            const TIFFData& data)
+{
+    const auto isPlain = [](const TIFFPage& page) { return page.coding == TIFFCoding::plain; };
+    if (std::ranges::all_of(pages, isPlain))
+        return Done{};
+    Claims claims = NP_TRY(claimsOf(reader, source, data));
+    return claims.haveMetadataInData() ? Result<Done>(Error{"strips that lie across metadata"})
+                                       : Result<Done>(Done{});
+}
+
+Result<OutputPlan> planCleanCopy(ByteSource& source)
+{
+    const IFDReader reader = NP_TRY(IFDReader::open(source));
+    const std::vector<TIFFPage> pages = NP_TRY(readPages(reader, source));
+    if (std::ranges::any_of(pages, &TIFFPage::isPreview))
+        return Error{"TIFF whose pages stand for a picture in another directory"};
+    TIFFData data = NP_TRY(TIFFData::gather(source, pages));
+    NP_TRY(checkCodedData(reader, source, pages, data));
+    return planTIFF(reader, source, pages, std::move(data));
+}
+
 } // namespace
 
 // Data is taken first, so that it is what a copy has of it, whatever else is said of the same
@@ -256,14 +306,7 @@ Result<Blocks> splitTIFF(ByteSource& source)
     const IFDReader reader = NP_TRY(IFDReader::open(source));
     const std::vector<TIFFPage> pages = NP_TRY(readPages(reader, source));
     const TIFFData data = NP_TRY(TIFFData::gather(source, pages));
-    Claims claims(reader, source);
-    claims.add(BlockKind::structure, {0, reader.isBig() ? 16U : 8U}, structureRank);
-    for (const Block& block : data.blocks())
-        claims.add(block.kind, block.range, dataRank);
-    NP_TRY(walkDirectories(reader, source, [&](const Directory& directory) -> Result<bool> {
-        claims.addPage(directory);
-        return true;
-    }));
+    Claims claims = NP_TRY(claimsOf(reader, source, data));
     return claims.resolved();
 }
 

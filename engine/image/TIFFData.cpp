@@ -14,6 +14,7 @@ namespace {
 enum class Taking : std::uint8_t {
     stream, // JPEG, with or without a scan
     jpeg,   // JPEG with a scan
+    scan,   // The same, or the scan alone
     webp,
     samples, // As it is
     tables,  // As it is
@@ -28,8 +29,9 @@ Taking takingOf(TIFFCoding coding)
 {
     switch (coding) {
     case TIFFCoding::jpeg:
-    case TIFFCoding::oldJPEG:
         return Taking::jpeg;
+    case TIFFCoding::oldJPEG:
+        return Taking::scan;
     case TIFFCoding::webp:
         return Taking::webp;
     default:
@@ -111,10 +113,10 @@ Result<TIFFData> TIFFData::gather(ByteSource& source, std::span<const TIFFPage> 
 
 Result<Done> TIFFData::take(ByteSource& source, const Claim& claim, std::uint64_t from)
 {
-    if (claim.taking == Taking::jpeg || claim.taking == Taking::stream)
-        return takeJPEG(source, claim);
     if (claim.taking == Taking::webp)
         return takeWebP(source, claim);
+    if (claim.taking < Taking::webp)
+        return takeJPEG(source, claim);
     if (from >= claim.range.end())
         return Done{};
     const bool isTable = claim.taking == Taking::tables;
@@ -125,13 +127,15 @@ Result<Done> TIFFData::take(ByteSource& source, const Claim& claim, std::uint64_
 Result<Done> TIFFData::takeJPEG(ByteSource& source, const Claim& claim)
 {
     PartSource part(source, claim.range);
+    if (claim.taking != Taking::scan && !ByteCursor(part).startsWith(jpegStart))
+        return Error{"strip that is not JPEG", claim.range.offset};
     const Blocks blocks = NP_TRY(splitJPEGStream(part));
     bool hasPixels = false;
     for (const Block& block : blocks) {
         hasPixels = hasPixels || block.kind == BlockKind::pixels;
         NP_TRY(keep(block.kind, {claim.range.offset + block.range.offset, block.range.length}));
     }
-    if (!hasPixels && claim.taking == Taking::jpeg)
+    if (!hasPixels && claim.taking != Taking::stream)
         return Error{"JPEG strip without a scan", claim.range.offset};
     return Done{};
 }

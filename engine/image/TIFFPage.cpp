@@ -75,6 +75,9 @@ public:
         page.isPreview = directory.find(tag::dngVersion) != nullptr ||
                          (isReduced && directory.find(tag::subIFDs) != nullptr);
         NP_TRY(readSamples());
+        const bool isRegular = samples.depth == 1 && samples.photometric != photometricYCbCr;
+        if (page.coding == TIFFCoding::plain && !isRegular)
+            page.coding = TIFFCoding::packed;
         NP_TRY(readFields());
         if (page.coding == TIFFCoding::oldJPEG)
             NP_TRY(readOldJPEG());
@@ -230,10 +233,11 @@ private:
             if (row != nullptr && isKept(row->kind))
                 return fail("file that ends before a value");
         }
+        std::unordered_set<std::uint16_t> seen;
         for (const Field& field : directory.fields) {
             const TagRow* row = rowOf(field.tag);
             const bool isWanted = row != nullptr && row->form != Form::none && isUsed(*row) &&
-                                  directory.find(field.tag) == &field;
+                                  seen.insert(field.tag).second;
             if (!isWanted)
                 continue;
             Field kept = field;
@@ -277,9 +281,7 @@ private:
     // The length of a strip or tile that is not compressed; nothing where that cannot be told.
     std::optional<std::uint64_t> plainLength(std::uint64_t index) const
     {
-        const bool isPlain = page.coding == TIFFCoding::plain && samples.depth == 1 &&
-                             samples.photometric != photometricYCbCr;
-        if (!isPlain)
+        if (page.coding != TIFFCoding::plain)
             return std::nullopt;
         const std::uint64_t bits = samples.isSeparate ? samples.bits : samples.bitsOfPixel;
         std::uint64_t columns = samples.width;
@@ -430,7 +432,8 @@ bool describesPicture(const IFDReader& reader, const Directory& directory)
     return isPositive(tag::imageWidth) && isPositive(tag::imageLength) && hasData;
 }
 
-Result<Done> walkDirectories(const IFDReader& reader, ByteSource& source, VisitDirectory visit)
+Result<Done>
+walkDirectories(const IFDReader& reader, ByteSource& source, const VisitDirectory& visit)
 {
     std::unordered_set<std::uint64_t> seen;
     std::uint64_t bytes = 0;

@@ -9,8 +9,8 @@ namespace nullprint::image {
 
 // How the data of strips and tiles is coded, as far as it matters to somebody who does not decode.
 enum class TIFFCoding : std::uint8_t {
-    plain,   // Samples as they are
-    packed,  // Nothing but coded samples
+    plain,   // Samples as they are, so many that their length is known
+    packed,  // Nothing but samples, coded or subsampled
     jpeg,    // A JPEG stream each
     oldJPEG, // The same, or parts of one stream (TIFF 6.0, section 22)
     webp,    // A WebP file each
@@ -44,6 +44,7 @@ readTIFFPage(const IFDReader& reader, ByteSource& source, const Directory& direc
 // Calls `visit` for each directory of the main chain, until it answers false. Fails on a chain that
 // comes back to itself, is too long, or has directories that overlap.
 using VisitDirectory = std::function<Result<bool>(const Directory&)>;
-Result<Done> walkDirectories(const IFDReader& reader, ByteSource& source, VisitDirectory visit);
+Result<Done>
+walkDirectories(const IFDReader& reader, ByteSource& source, const VisitDirectory& visit);
 
 } // namespace nullprint::image

@@ -136,6 +136,8 @@ private:
             return Done{};
         NP_TRY(spend(entry.original));
         PartSource part(source, entry.original);
+        if (!ByteCursor(part).startsWith(jpegStart))
+            return Error{"JPEG tables that are not JPEG", entry.original.offset};
         const Blocks blocks = NP_TRY(splitJPEGStream(part));
         Bytes kept;
         for (const Block& block : blocks) {

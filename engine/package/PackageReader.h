@@ -22,6 +22,9 @@ struct PackagePart {
     const char* problem = nullptr;
 };
 
+// The text after the last dot of the part's last component, in lower case; empty without a dot.
+std::string extensionOf(const PackagePart& part);
+
 // Every `Error::what` from here is a clause that a user can read: "it is not a ZIP archive".
 class PackageReader {
 public:
@@ -44,8 +47,9 @@ public:
     // The first bytes of a part, at most `most` of them, unchecked. What follows is not unpacked.
     Result<Bytes> readHead(const PackagePart& part, std::uint64_t most) const;
 
-    // A part as a source, which the reader must outlive: no more of it is unpacked than what is
-    // looked at lies into it, and nothing is checked beyond that. Views past `most` bytes fail.
+    // A part as a source, for which reader and part must stay. Of a deflated part no more is
+    // unpacked, and kept in memory, than what is looked at lies into it; it cannot be looked at
+    // beyond `most` bytes. Nothing is checked.
     Result<std::unique_ptr<ByteSource>> openPart(const PackagePart& part, std::uint64_t most) const;
 
     // Unpacks a part to nowhere: fails unless length and checksum are as announced and nothing

@@ -1,5 +1,7 @@
 #include "engine/support/PendingFile.h"
 
+#include "engine/support/FileSource.h"
+#include "engine/support/FileURL.h"
 #include "engine/support/UUID.h"
 
 #include <algorithm>
@@ -14,6 +16,8 @@ namespace {
 
 // Below this, a range is read and written along with its neighbours: a system call costs more.
 constexpr std::uint64_t kernelCopyBytes = 64UL * 1024;
+
+constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
 
 PendingFile::Outcome outcomeOfErrno()
 {
@@ -37,18 +41,22 @@ PendingFile::PendingFile(int file, std::string temporaryPath)
 
 Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& folder)
 {
-    constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
-    int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, ownerOnly);
+    const int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, ownerOnly);
     if (file >= 0)
         return std::unique_ptr<PendingFile>(new PendingFile(file, {}));
     // FAT, some network and some overlay file systems have only files with names.
-    std::string path = folder + "/.nullprint-" + randomUUID();
+    return createNamed(folder + "/.nullprint-" + randomUUID());
+}
+
+Result<std::unique_ptr<PendingFile>> PendingFile::createNamed(const std::string& path)
+{
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
-    file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, ownerOnly);
+    const int file =
+        ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, ownerOnly);
     if (file < 0)
         return Error{"no file can be made in the folder"};
-    return std::unique_ptr<PendingFile>(new PendingFile(file, std::move(path)));
+    return std::unique_ptr<PendingFile>(new PendingFile(file, path));
 }
 
 PendingFile::~PendingFile()
@@ -129,9 +137,26 @@ Result<Done> PendingFile::copyThroughMemory(ByteSource& source, ByteRange range)
 
 PendingFile::Outcome PendingFile::keep(const std::string& path, mode_t permissions)
 {
+    const Outcome outcome = moveTo(path, permissions);
+    return outcome == Outcome::failed && errno == EXDEV ? keepCopy(path, permissions) : outcome;
+}
+
+PendingFile::Outcome PendingFile::moveTo(const std::string& path, mode_t permissions)
+{
     if (!flush().ok() || ::fchmod(file, permissions) != 0)
         return Outcome::failed;
     return temporaryPath.empty() ? linkUnnamed(path) : renameTemporary(path);
+}
+
+PendingFile::Outcome PendingFile::keepCopy(const std::string& path, mode_t permissions)
+{
+    const auto content = FileSource::open("/proc/self/fd/" + std::to_string(file));
+    const auto copy = create(FileURL::fromPath(path).folder());
+    if (!content.ok() || !copy.ok())
+        return Outcome::failed;
+    if (!copy.value()->copy(*content.value(), {0, content.value()->size()}).ok())
+        return Outcome::failed;
+    return copy.value()->moveTo(path, permissions);
 }
 
 PendingFile::Outcome PendingFile::linkUnnamed(const std::string& path)

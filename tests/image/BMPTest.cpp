@@ -383,25 +383,5 @@ TEST(BMP, refusesAPayloadThatIsNotWhatItSays)
     EXPECT_FALSE(cleaned(bmp.bytes()).ok());
 }
 
-TEST(BMP, cleansRealFiles)
-{
-    for (const char* name : {"pal8os2.bmp",
-                             "pal8os2v2.bmp",
-                             "pal8rle.bmp",
-                             "rgb24lprof.bmp",
-                             "rgb24prof.bmp",
-                             "rgb24jpeg.bmp",
-                             "rgba32.bmp"}) {
-        const std::string path = std::string(NULLPRINT_CORPUS "/images/") + name;
-        if (!std::filesystem::exists(path))
-            continue;
-        SCOPED_TRACE(name);
-        const Bytes bmp = fileBytes(path);
-        expectPromises(bmp);
-        expectSurvivesTruncation(bmp);
-        expectSurvivesMutation(bmp, 100);
-    }
-}
-
 } // namespace
 } // namespace nullprint::tests

@@ -208,24 +208,5 @@ TEST(GIF, cannotReadOtherVersionsOrHalfAHeader)
     }
 }
 
-TEST(GIF, cleansRealFiles)
-{
-    for (const char* name : {"GIF.gif",
-                             "animated-loop-3.gif",
-                             "dispose-restore-previous.gif",
-                             "icc-color-profile.gif",
-                             "second_frame_comment.gif",
-                             "xmp-data.gif"}) {
-        const std::string path = std::string(NULLPRINT_CORPUS "/images/") + name;
-        if (!std::filesystem::exists(path))
-            continue;
-        SCOPED_TRACE(name);
-        const Bytes gif = fileBytes(path);
-        expectPromises(gif);
-        expectSurvivesTruncation(gif);
-        expectSurvivesMutation(gif, 100);
-    }
-}
-
 } // namespace
 } // namespace nullprint::tests

@@ -67,20 +67,6 @@ TEST(JPEG, keepsItsPromises)
     expectSurvivesMutation(sink, 10000);
 }
 
-TEST(JPEG, keepsItsPromisesForTheCorpus)
-{
-    const std::filesystem::path folder = NULLPRINT_CORPUS "/images";
-    if (!std::filesystem::exists(folder))
-        GTEST_SKIP() << "the corpus is not there";
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        const std::string extension = entry.path().extension();
-        if (extension != ".jpg" && extension != ".jpeg" && extension != ".JPG")
-            continue;
-        SCOPED_TRACE(entry.path());
-        expectPromises(fileBytes(entry.path()));
-    }
-}
-
 TEST(JPEG, keepsPictureProfileColourTransformResolutionAndOrientationAlone)
 {
     EXPECT_EQ(mustClean(kitchenSink()),

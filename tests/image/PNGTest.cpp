@@ -297,25 +297,5 @@ TEST(PNG, dropsAnAnimationWithoutFrames)
     EXPECT_EQ(mustClean(broken.end()), expected);
 }
 
-TEST(PNG, cleansRealFiles)
-{
-    for (const char* name : {"png_with_exif_and_gps.png",
-                             "RGB_16__29x100.png",
-                             "c2pa-signed.png",
-                             "different_durations.png",
-                             "filetype-executable.png",
-                             "iptc.png",
-                             "key-value-pairs.png",
-                             "x_consecutive_idat.png"}) {
-        const std::string path = std::string(NULLPRINT_CORPUS "/images/") + name;
-        if (!std::filesystem::exists(path))
-            continue;
-        SCOPED_TRACE(name);
-        const Bytes png = fileBytes(path);
-        expectPromises(png);
-        expectSurvivesMutation(png, 50);
-    }
-}
-
 } // namespace
 } // namespace nullprint::tests

@@ -64,21 +64,6 @@ TEST(WebP, keepsItsPromises)
     }
 }
 
-TEST(WebP, keepsItsPromisesForTheCorpus)
-{
-    const std::filesystem::path folder = NULLPRINT_CORPUS "/images";
-    if (!std::filesystem::exists(folder))
-        GTEST_SKIP() << "the corpus is not there";
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().extension() != ".webp")
-            continue;
-        SCOPED_TRACE(entry.path());
-        const Bytes picture = fileBytes(entry.path());
-        expectPromises(picture);
-        expectSurvivesTruncation(picture);
-    }
-}
-
 TEST(WebP, keepsPictureProfileAndOrientationAlone)
 {
     EXPECT_EQ(mustClean(kitchenSink()),

@@ -1,4 +1,4 @@
-"""What exiftool may find in a copy, what it must find there still, and what must be nowhere in it."""
+"""What exiftool may find in a copy, what it must find still, and what must be nowhere in it."""
 
 import re
 
@@ -261,7 +261,8 @@ def _probes(binary):
     if len(binary) <= 4 * PROBE_BYTES:
         return [binary] if _is_telling(binary) else []
     starts = [len(binary) * part // 10 for part in (6, 7, 9)]
-    return [p for p in (binary[s : s + PROBE_BYTES] for s in starts) if len(set(p)) >= PROBE_VARIETY]
+    probes = [binary[start : start + PROBE_BYTES] for start in starts]
+    return [probe for probe in probes if len(set(probe)) >= PROBE_VARIETY]
 
 
 def _is_telling(needle):

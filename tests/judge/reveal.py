@@ -114,7 +114,7 @@ def _plain(text):
 
 
 def same_text(shown, stored):
-    """exiftool trims blanks, and joins with line feeds what NULs separate; the first part counts."""
+    """exiftool trims blanks, and joins by line feeds what NULs separate; the first part counts."""
     return _plain(shown) in (_plain(stored), _plain(stored.split("\n")[0]))
 
 

@@ -133,7 +133,11 @@ void expectPromises(ByteSpan picture)
     EXPECT_EQ(bytesOfKind(copy, BlockKind::pixels), bytesOfKind(picture, BlockKind::pixels));
     EXPECT_EQ(mustClean(copy), copy);
     EXPECT_EQ(frameCount(copy), frameCount(picture));
-    EXPECT_EQ(turnedOrientationOf(copy), turnedOrientationOf(picture));
+    MemorySource source(picture);
+    // HEIF turns its pictures by a property of their own, whatever their Exif says.
+    if (formatOf(source)->type != ImageType::heif) {
+        EXPECT_EQ(turnedOrientationOf(copy), turnedOrientationOf(picture));
+    }
     expectNothingRevealed(copy);
 }
 

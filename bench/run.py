@@ -1,0 +1,123 @@
+#!/usr/bin/env python3
+"""Measures the program against cp and true, and prints the ratios beside their targets."""
+
+import argparse
+import os
+import subprocess
+import sys
+
+sys.dont_write_bytecode = True
+
+import inputs
+
+ROUNDS = 21
+# What is cleaned, its size in megabytes, and how many times the time of cp it may take.
+CLEANED = (
+    ("tif", 100, 1.5),
+    ("png", 30, 1.7),
+    ("jpg", 40, 2.5),
+    ("webp", 40, None),
+    ("gif", 40, None),
+    ("bmp", 40, None),
+)
+PHOTOS, PHOTO_MEGABYTES, PHOTOS_TARGET = 200, 3, 1.8
+VERSION_TARGET = 6
+SIZES = (1, 10, 100)
+
+
+class Bench:
+    def __init__(self, build, rounds):
+        self.program = os.path.join(build, "nullprint")
+        self.stopwatch = os.path.join(build, "nullprint-stopwatch")
+        self.in_process = os.path.join(build, "nullprint-bench")
+        self.folder = os.path.join(build, "bench", "inputs")
+        self.copies = os.path.join(self.folder, "copies")
+        self.rounds = rounds
+        os.makedirs(self.copies, exist_ok=True)
+
+    def time(self, *commands, removed=(), rounds=None):
+        """For each command: median seconds, least seconds, peak bytes."""
+        removed_list = os.path.join(self.folder, "removed.txt")
+        with open(removed_list, "w") as file:
+            file.writelines(path + "\n" for path in removed)
+        words = [str(rounds or self.rounds), removed_list]
+        for index, command in enumerate(commands):
+            words += [":::"] * (index > 0) + list(command)
+        answer = subprocess.run(
+            [self.stopwatch, *words], check=True, capture_output=True, text=True
+        ).stdout
+        rows = [line.split() for line in answer.splitlines()]
+        return [(float(row[0]), float(row[1]), int(row[2]) * 1024) for row in rows]
+
+    def against_copying(self, originals):
+        """Seconds of cleaning and of cp, of the same files, with outputs on the same disk."""
+        cleaned = [f"{base} (scrubbed){ext}" for base, ext in map(os.path.splitext, originals)]
+        copied = [os.path.join(self.copies, os.path.basename(path)) for path in originals]
+        clean, copy = self.time(
+            [self.program, "--scrub", *originals],
+            ["cp", *originals, self.copies],
+            removed=cleaned + copied,
+        )
+        return clean[0], copy[0]
+
+
+def row(what, ours, theirs, target):
+    ratio = f"{ours / theirs:.2f}"
+    wanted = f"{target:.1f}" if target else "-"
+    print(f"{what:<42}{ours * 1e3:>10.1f}{theirs * 1e3:>10.1f}{ratio:>8}{wanted:>8}", flush=True)
+
+
+def heading(title, *columns):
+    print("\n" + f"{title:<42}" + "".join(columns))
+
+
+def cleaning(bench):
+    heading("Cleaning", f"{'ms':>10}{'cp, ms':>10}{'ratio':>8}{'target':>8}")
+    for extension, megabytes, target in CLEANED:
+        path = inputs.picture(bench.folder, extension, megabytes)
+        name = f"{extension}, {os.path.getsize(path) / 1e6:.0f} MB"
+        row(name, *bench.against_copying([path]), target)
+    photos = inputs.photos(bench.folder, PHOTOS, PHOTO_MEGABYTES)
+    name = f"{PHOTOS} photos of {PHOTO_MEGABYTES} MB, one call"
+    row(name, *bench.against_copying(photos), PHOTOS_TARGET)
+
+
+def starting(bench):
+    heading("Starting", f"{'ms':>10}{'true, ms':>10}{'ratio':>8}{'target':>8}")
+    ours, theirs = bench.time([bench.program, "--version"], ["true"], rounds=301)
+    row("--version", ours[0], theirs[0], VERSION_TARGET)
+
+
+def sizes(bench, extensions):
+    columns = (f"{option + ', ms':>12}{'MiB':>7}" for option in ("reveal", "clean", "list"))
+    heading("By size, with peak memory", *columns)
+    for extension in extensions:
+        for megabytes in SIZES:
+            path = inputs.picture(bench.folder, extension, megabytes)
+            base, suffix = os.path.splitext(path)
+            times = bench.time(
+                *([bench.program, option, path] for option in ("--reveal", "--scrub", "--inspect")),
+                removed=[f"{base} (scrubbed){suffix}"],
+            )
+            cells = "".join(f"{t * 1e3:>12.2f}{peak / 2**20:>7.1f}" for t, _, peak in times)
+            print(f"{extension + ', ' + str(megabytes) + ' MB':<42}{cells}", flush=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", default="build", help="where the programs are, optimised")
+    parser.add_argument("--rounds", type=int, default=ROUNDS)
+    parser.add_argument("--in-process", action="store_true", help="the picture library alone")
+    chosen = parser.parse_args()
+    bench = Bench(os.path.abspath(chosen.build), chosen.rounds)
+    if chosen.in_process:
+        pictures = [inputs.picture(bench.folder, e, m) for e, m, _ in CLEANED]
+        return subprocess.run([bench.in_process, *pictures], check=False).returncode
+    cleaning(bench)
+    starting(bench)
+    sizes(bench, ("tif", "jpg"))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
