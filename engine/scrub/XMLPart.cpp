@@ -92,15 +92,14 @@ private:
     std::size_t from;
 };
 
-// Puts as many bytes before the text as a rule is going to make it longer.
+// Puts more bytes before the text than a rule can make it longer, and says how many.
 std::size_t makeRoom(const Rule& rule, Bytes& text)
 {
     std::size_t room = 0;
-    Holes holes(rule, 0);
-    while (const auto hole = holes.next(asText(text)))
-        room += rule.comes.size() - std::min<std::size_t>(rule.comes.size(), hole->length);
-    if (room == 0)
-        return 0;
+    const std::string_view all = asText(text);
+    const std::string_view literal = rule.text.literal;
+    for (auto at = all.find(literal); at != all.npos; at = all.find(literal, at + literal.size()))
+        room += rule.comes.size();
     Bytes wider;
     wider.reserve(room + text.size());
     wider.resize(room);
@@ -118,11 +117,12 @@ std::size_t moveBack(Bytes& text, ByteRange range, std::size_t to)
     return to + moved.size();
 }
 
-// What is read is always behind what has been written, so the text is changed in its place.
+// What is read is never before what has been written, so the text is changed in its place.
 bool apply(const Rule& rule, Bytes& text)
 {
     std::size_t read = rule.comes.empty() ? 0 : makeRoom(rule, text);
     std::size_t written = 0;
+    bool isChanged = false;
     Holes holes(rule, read);
     while (const auto hole = holes.next(asText(text))) {
         if (hole->length == 0)
@@ -131,11 +131,11 @@ bool apply(const Rule& rule, Bytes& text)
         std::ranges::copy(asBytes(rule.comes), std::span(text).subspan(written).begin());
         written += rule.comes.size();
         read = hole->end();
+        isChanged = true;
     }
-    if (read == 0)
-        return false;
-    text.resize(moveBack(text, {read, text.size() - read}, written));
-    return true;
+    if (read != written)
+        text.resize(moveBack(text, {read, text.size() - read}, written));
+    return isChanged;
 }
 
 Where placeOf(std::string_view partName)

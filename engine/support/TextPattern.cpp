@@ -57,6 +57,8 @@ std::optional<ByteRange> search(const RE2& expression, std::string_view text, st
 std::size_t findLiteral(std::string_view text, std::string_view literal, std::size_t from)
 {
     const std::string_view rest = text.substr(from);
+    if (rest.empty())
+        return std::string_view::npos; // There may be no memory behind it.
     const void* found = ::memmem(rest.data(), rest.size(), literal.data(), literal.size());
     if (found == nullptr)
         return std::string_view::npos;
