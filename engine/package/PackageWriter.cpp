@@ -153,7 +153,7 @@ Bytes endOfArchive(std::uint64_t count, std::uint64_t length, std::uint64_t offs
 // is far from headers and padding, shows it.
 bool looksCompressible(ByteSpan content)
 {
-    constexpr std::size_t sampleBytes = 32UL * 1024;
+    constexpr std::size_t sampleBytes = 8UL * 1024;
     constexpr std::size_t leastGain = sampleBytes / 64;
     if (content.size() < 4 * sampleBytes)
         return true;

@@ -159,12 +159,11 @@ TEST_F(Office, tellsAPicturesTypeFromItsContent)
 
 TEST_F(Office, leavesPicturesThatCannotBeCleanedAsTheyAre)
 {
-    Bytes cutShort = photo();
-    cutShort.resize(cutShort.size() - 3);
+    const Bytes cutShort = PNGBuilder().chunk("tEXt", "Jane Roe").pixels().withoutEnd();
     const Bytes archive = ZIPBuilder()
                               .add(storedEntry("a.jpg", "no picture"))
                               .add(storedEntry("b.png", ""))
-                              .add(deflatedEntry("c.jpg", asText(cutShort)))
+                              .add(deflatedEntry("c.png", asText(cutShort)))
                               .build();
     EXPECT_EQ(partsOf(copyOf(archive)), partsOf(archive));
 }
