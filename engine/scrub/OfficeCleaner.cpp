@@ -38,7 +38,7 @@ Status scrubOffice(const FileURL& input)
     const auto workspace = TempFolder::create("nullprint-");
     if (!workspace.ok())
         return noWorkspace;
-    const auto rebuilt = PendingFile::createNamed(workspace.value().path() + "/rebuilt.zip");
+    const auto rebuilt = PendingFile::create(workspace.value().path(), "rebuilt.zip");
     if (!rebuilt.ok())
         return noWorkspace;
     const auto file = FileSource::open(input.path());

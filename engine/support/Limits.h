@@ -56,4 +56,11 @@ inline constexpr std::uint64_t unpackedBytes = 2UL * 1024 * 1024 * 1024;
 // Long novels have 10 MB, spreadsheets with a million rows some 100 MB.
 inline constexpr std::uint64_t partBytes = 128UL * 1024 * 1024;
 
+// What the tables of an HEIF file may list beside its items: extents, references, properties of
+// items. A grid of 65,536 tiles needs about 300,000 entries.
+inline constexpr std::size_t itemLinks = std::size_t{1024} * 1024;
+
+// How many Exif items of one HEIF file are looked into. A picture has one.
+inline constexpr std::size_t exifItems = 16;
+
 } // namespace nullprint::limits

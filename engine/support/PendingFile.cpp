@@ -17,8 +17,6 @@ namespace {
 // Below this, a range is read and written along with its neighbours: a system call costs more.
 constexpr std::uint64_t kernelCopyBytes = 64UL * 1024;
 
-constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
-
 PendingFile::Outcome outcomeOfErrno()
 {
     return errno == EEXIST ? PendingFile::Outcome::nameTaken : PendingFile::Outcome::failed;
@@ -39,24 +37,21 @@ PendingFile::PendingFile(int file, std::string temporaryPath)
 {
 }
 
-Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& folder)
+Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& folder,
+                                                         const std::string& name)
 {
+    constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
-    const int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, ownerOnly);
+    int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, ownerOnly);
     if (file >= 0)
         return std::unique_ptr<PendingFile>(new PendingFile(file, {}));
     // FAT, some network and some overlay file systems have only files with names.
-    return createNamed(folder + "/.nullprint-" + randomUUID());
-}
-
-Result<std::unique_ptr<PendingFile>> PendingFile::createNamed(const std::string& path)
-{
+    std::string path = folder + "/" + (name.empty() ? ".nullprint-" + randomUUID() : name);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
-    const int file =
-        ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, ownerOnly);
+    file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, ownerOnly);
     if (file < 0)
         return Error{"no file can be made in the folder"};
-    return std::unique_ptr<PendingFile>(new PendingFile(file, path));
+    return std::unique_ptr<PendingFile>(new PendingFile(file, std::move(path)));
 }
 
 PendingFile::~PendingFile()

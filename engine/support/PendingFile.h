@@ -12,10 +12,10 @@ namespace nullprint {
 
 class PendingFile final : public ByteSink {
 public:
-    // Begins a file in `folder` that nobody but its owner can read.
-    static Result<std::unique_ptr<PendingFile>> create(const std::string& folder);
-    // The same under a name of its own, which nothing may have yet.
-    static Result<std::unique_ptr<PendingFile>> createNamed(const std::string& path);
+    // Begins a file in `folder` that nobody but its owner can read. Where files cannot be without a
+    // name it has `name`, which nothing may have yet, or a hidden one.
+    static Result<std::unique_ptr<PendingFile>> create(const std::string& folder,
+                                                       const std::string& name = {});
     ~PendingFile() override;
 
     // Small pieces are gathered; long ranges of a file go from file to file inside the kernel.

@@ -117,24 +117,6 @@ TEST(PendingFile, neverReplaces)
     EXPECT_EQ(asText(fileBytes(folder.url("b").path())), "second");
 }
 
-TEST(PendingFile, mayHaveANameMeanwhile)
-{
-    const Folder folder;
-    const std::string path = folder.url("meanwhile").path();
-    {
-        const auto file = PendingFile::createNamed(path);
-        ASSERT_TRUE(file.ok());
-        EXPECT_FALSE(PendingFile::createNamed(path).ok());
-        EXPECT_EQ(folder.names(), std::vector<std::string>{"meanwhile"});
-        EXPECT_TRUE(file.value()->write(asBytes("text")).ok());
-        EXPECT_EQ(file.value()->keep(folder.url("b").path(), 0600), PendingFile::Outcome::kept);
-        const auto other = PendingFile::createNamed(path);
-        EXPECT_TRUE(other.ok());
-    }
-    EXPECT_EQ(folder.names(), std::vector<std::string>{"b"});
-    EXPECT_EQ(asText(fileBytes(folder.url("b").path())), "text");
-}
-
 TEST(PendingFile, copiesShortAndLongRanges)
 {
     const Folder folder;
