@@ -146,9 +146,22 @@ std::optional<std::string> positionsOf(const PackageReader& package)
                                                : " inserted images still carry GPS data");
 }
 
-Result<Items> itemsOf(const PackageReader& package)
+// Whether what is not looked at in full can be unpacked, but for pictures, which are most of a
+// large document.
+Result<Done> check(const PackageReader& package)
 {
     NP_TRY(package.check());
+    for (const PackagePart& part : package.parts()) {
+        const std::string extension = extensionOf(part);
+        if (extension != "xml" && !isImageExtension(extension))
+            NP_TRY(package.verify(part));
+    }
+    return Done{};
+}
+
+Result<Items> itemsOf(const PackageReader& package)
+{
+    NP_TRY(check(package));
     Items items;
     const Bytes core = NP_TRY(contentOf(package, "docProps/core.xml"));
     addCoreProperties(asText(core), items);
