@@ -1,6 +1,7 @@
 #include "cli/ResidueListing.h"
 
 #include "cli/Output.h"
+#include "cli/PackageAudit.h"
 #include "engine/image/ImageSource.h"
 #include "engine/image/XMP.h"
 #include "engine/scrub/FileTypes.h"
@@ -80,8 +81,10 @@ void listResidue(const FileURL& url)
     case FileKind::image:
         findings = probeImage(url);
         break;
-    case FileKind::pdf: // Without a way to open them, documents and packages have no findings.
     case FileKind::office:
+        findings = auditOfficePackage(url);
+        break;
+    case FileKind::pdf: // Without a way to open them, documents have no findings.
         break;
     case FileKind::legacyOffice:
     case FileKind::other:

@@ -1,6 +1,7 @@
 #include "engine/reveal/RevealReport.h"
 
 #include "engine/reveal/ImageInspector.h"
+#include "engine/reveal/OfficeInspector.h"
 #include "engine/scrub/FileTypes.h"
 
 namespace nullprint {
@@ -19,12 +20,12 @@ RevealReport revealFile(const FileURL& url)
     switch (kind) {
     case FileKind::image:
         return inspectImage(url);
-    case FileKind::pdf: // Documents and packages have no inspector yet: none can be opened.
+    case FileKind::pdf: // Documents have no inspector yet: none can be opened.
         return withNote(url,
                         "PDF",
                         "Couldn’t open this PDF (it may be damaged or password-protected).");
     case FileKind::office:
-        return withNote(url, "Office document", "Couldn’t open this document.");
+        return inspectOfficeDocument(url);
     case FileKind::legacyOffice:
         return withNote(url,
                         "Office document",

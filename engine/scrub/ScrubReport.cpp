@@ -2,6 +2,7 @@
 
 #include "engine/scrub/FileTypes.h"
 #include "engine/scrub/ImageCleaner.h"
+#include "engine/scrub/OfficeCleaner.h"
 
 namespace nullprint {
 namespace {
@@ -27,10 +28,10 @@ ScrubReport scrubFile(const FileURL& url)
     switch (type.kind) {
     case FileKind::image:
         return {url, scrubImage(url)};
-    case FileKind::pdf: // Documents and packages have no cleaner yet: none of them can be opened.
+    case FileKind::pdf: // These have no cleaner yet: none of them can be opened.
         return {url, Failed{"Couldn’t open the PDF (it may be damaged or password-protected)."}};
     case FileKind::office:
-        return {url, Failed{"Couldn’t open the document."}};
+        return {url, scrubOffice(url)};
     case FileKind::legacyOffice:
         return {url, Unsupported{legacyMessage(type.extension)}};
     case FileKind::other:
