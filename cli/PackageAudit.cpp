@@ -40,6 +40,7 @@ const TextPattern& patternOf(std::size_t row)
 {
     static const std::vector<TextPattern> compiled = [] {
         std::vector<TextPattern> all;
+        all.reserve(auditPatterns.size());
         for (const AuditPattern& each : auditPatterns)
             all.emplace_back(each.text);
         return all;

@@ -60,6 +60,7 @@ const TextPattern& patternOf(const Rule& rule)
 {
     static const std::vector<TextPattern> patterns = [] {
         std::vector<TextPattern> all;
+        all.reserve(rules.size());
         for (const Rule& each : rules)
             all.emplace_back(each.text);
         return all;
