@@ -69,6 +69,7 @@ std::int32_t waitFor(pid_t program)
 std::vector<char*> pointersTo(std::vector<std::string>& words)
 {
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);
