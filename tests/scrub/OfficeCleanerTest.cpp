@@ -210,7 +210,7 @@ TEST_F(Office, movesTheCopyToAnotherFileSystem)
 
 TEST_F(Office, saysThatThereIsNoWorkspace)
 {
-    useTemporaryFolder("/nowhere/at/all");
+    useTemporaryFolder("/dev/null/tmp");
     EXPECT_EQ(refusal(document()), "failed: Couldn’t create a temporary workspace.");
     EXPECT_EQ(outcomeOf(folder.url("missing.docx")),
               "failed: Couldn’t create a temporary workspace.");
