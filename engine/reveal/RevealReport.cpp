@@ -1,6 +1,7 @@
 #include "engine/reveal/RevealReport.h"
 
 #include "engine/reveal/ImageInspector.h"
+#include "engine/reveal/PDFInspector.h"
 #include "engine/scrub/FileTypes.h"
 
 namespace nullprint {
@@ -19,11 +20,9 @@ RevealReport revealFile(const FileURL& url)
     switch (kind) {
     case FileKind::image:
         return inspectImage(url);
-    case FileKind::pdf: // Documents and packages have no inspector yet: none can be opened.
-        return withNote(url,
-                        "PDF",
-                        "Couldn’t open this PDF (it may be damaged or password-protected).");
-    case FileKind::office:
+    case FileKind::pdf:
+        return inspectPDF(url);
+    case FileKind::office: // Packages have no inspector yet: none of them can be opened.
         return withNote(url, "Office document", "Couldn’t open this document.");
     case FileKind::legacyOffice:
         return withNote(url,

@@ -2,6 +2,7 @@
 
 #include "engine/scrub/FileTypes.h"
 #include "engine/scrub/ImageCleaner.h"
+#include "engine/scrub/PDFCleaner.h"
 
 namespace nullprint {
 namespace {
@@ -27,9 +28,9 @@ ScrubReport scrubFile(const FileURL& url)
     switch (type.kind) {
     case FileKind::image:
         return {url, scrubImage(url)};
-    case FileKind::pdf: // Documents and packages have no cleaner yet: none of them can be opened.
-        return {url, Failed{"Couldn’t open the PDF (it may be damaged or password-protected)."}};
-    case FileKind::office:
+    case FileKind::pdf:
+        return {url, scrubPDF(url)};
+    case FileKind::office: // Packages have no cleaner yet: none of them can be opened.
         return {url, Failed{"Couldn’t open the document."}};
     case FileKind::legacyOffice:
         return {url, Unsupported{legacyMessage(type.extension)}};
