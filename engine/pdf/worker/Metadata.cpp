@@ -48,30 +48,28 @@ void cleanAnnotations(PDFFile& file)
     }
 }
 
-void cleanDictionary(QPDFObjectHandle dictionary)
+void addIfDirect(QPDFObjectHandle part, std::vector<QPDFObjectHandle>& parts)
 {
-    for (const char* key : removedKeys) {
-        if (dictionary.hasKey(key))
+    if (!part.isIndirect() && (part.isArray() || part.isDictionary()))
+        parts.push_back(part);
+}
+
+// Cleans a dictionary, and adds the arrays and dictionaries that are part of it. Others are visited
+// by themselves.
+void cleanDictionary(QPDFObjectHandle dictionary, std::vector<QPDFObjectHandle>& parts)
+{
+    const auto isOneOf = [](const auto& keys, const std::string& key) {
+        return std::ranges::find(keys, key) != keys.end();
+    };
+    // A copy of the entries, from which none vanishes on the way.
+    for (const auto& [key, value] : dictionary.getDictAsMap()) {
+        if (isOneOf(removedKeys, key))
             dictionary.removeKey(key);
+        else
+            addIfDirect(value, parts);
     }
     if (isAnnotation(dictionary))
         clearAnnotation(dictionary);
-}
-
-// The arrays and dictionaries that are part of one of them. Others are visited by themselves.
-void addDirectParts(QPDFObjectHandle container, std::vector<QPDFObjectHandle>& parts)
-{
-    const auto add = [&parts](QPDFObjectHandle part) {
-        if (!part.isIndirect() && (part.isArray() || part.isDictionary()))
-            parts.push_back(part);
-    };
-    if (container.isArray()) {
-        for (const QPDFObjectHandle& item : container.aitems())
-            add(item);
-        return;
-    }
-    for (const auto& entry : container.ditems())
-        add(entry.second);
 }
 
 bool isMetadataStream(QPDFObjectHandle dictionary)
@@ -94,10 +92,12 @@ void cleanObject(PDFFile& file, QPDFObjectHandle object)
     while (!pending.empty()) {
         QPDFObjectHandle part = pending.back();
         pending.pop_back();
-        if (part.isDictionary())
-            cleanDictionary(part);
-        if (part.isDictionary() || part.isArray())
-            addDirectParts(part, pending);
+        if (part.isDictionary()) {
+            cleanDictionary(part, pending);
+        } else if (part.isArray()) {
+            for (const QPDFObjectHandle& item : part.aitems())
+                addIfDirect(item, pending);
+        }
     }
 }
 

@@ -4,8 +4,6 @@
 #include "engine/pdf/worker/Metadata.h"
 #include "engine/pdf/worker/Pictures.h"
 
-#include <optional>
-
 namespace nullprint::pdf {
 namespace {
 
@@ -21,26 +19,31 @@ template <typename Step> Outcome guarded(Outcome failure, Step step)
     }
 }
 
-Outcome open(ByteSource& source, std::optional<PDFFile>& file)
-{
-    return guarded(Outcome::unopenable, [&] { file.emplace(source); });
-}
-
 } // namespace
 
-Outcome describe(ByteSource& source, DocumentFacts& facts)
+Work::Work(ByteSource& source)
+    : source(source)
 {
-    std::optional<PDFFile> file;
-    const Outcome opened = open(source, file);
+}
+
+Work::~Work() = default;
+
+Outcome Work::open()
+{
+    return guarded(Outcome::unopenable, [this] { file = std::make_unique<PDFFile>(source); });
+}
+
+Outcome Work::describe(DocumentFacts& facts)
+{
+    const Outcome opened = open();
     if (opened != Outcome::done)
         return opened;
     return guarded(Outcome::unopenable, [&] { facts = factsOf(*file); });
 }
 
-Outcome writeClean(ByteSource& source, ByteSink& sink)
+Outcome Work::writeClean(ByteSink& sink)
 {
-    std::optional<PDFFile> file;
-    const Outcome opened = open(source, file);
+    const Outcome opened = open();
     if (opened != Outcome::done)
         return opened;
     return guarded(Outcome::unwritable, [&] {

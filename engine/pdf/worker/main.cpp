@@ -70,13 +70,15 @@ void leaveNoTraces()
 
 Outcome run(std::string_view task, ByteSource& source)
 {
+    // Never destroyed: taking a large document apart takes as long as reading it.
+    static Work& work = *new Work(source);
     StandardOutput output;
     Outcome outcome = Outcome::unopenable;
     if (task == "clean") {
-        outcome = writeClean(source, output);
+        outcome = work.writeClean(output);
     } else if (task == "describe") {
         DocumentFacts facts;
-        outcome = describe(source, facts);
+        outcome = work.describe(facts);
         if (outcome == Outcome::done && !writeFacts(facts, output).ok())
             return Outcome::unwritable;
     }
