@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <new>
 #include <string_view>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -48,6 +49,12 @@ void limit(int resource, std::uint64_t value)
     ::setrlimit(static_cast<__rlimit_resource_t>(resource), &both);
 }
 
+// The library takes an object for which there was no memory for a damaged one, and would go on.
+[[noreturn]] void giveUp()
+{
+    ::_exit(static_cast<int>(Outcome::unopenable));
+}
+
 // A crafted file must not cost more than an honest one of its size could.
 void limitUse(std::uint64_t sizeBytes)
 {
@@ -58,6 +65,7 @@ void limitUse(std::uint64_t sizeBytes)
     limit(RLIMIT_AS, limits::documentMemoryBytes + size * limits::documentMemoryFactor);
 #endif
     std::signal(SIGXFSZ, SIG_IGN); // Writing then fails with an error.
+    std::set_new_handler(giveUp);
 }
 
 // If it crashes, no copy of the document is to lie about.
