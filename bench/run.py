@@ -19,6 +19,7 @@ CLEANED = (
     ("webp", 40, None),
     ("gif", 40, None),
     ("bmp", 40, None),
+    ("heic", 3, 5.0),
 )
 PHOTOS, PHOTO_MEGABYTES, PHOTOS_TARGET = 200, 3, 1.8
 VERSION_TARGET = 6

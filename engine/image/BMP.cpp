@@ -478,7 +478,9 @@ Result<Bytes> freshDIBHeader(ByteSource& source,
         clear(header, field::coloursUsed, field::coloursImportant);
     clear(header, field::coloursImportant, field::os2Units);
     if (old.isOS2()) {
-        clear(header, std::min<std::size_t>(old.size - old.size % 4, field::os2Units), header.size());
+        clear(header,
+              std::min<std::size_t>(old.size - old.size % 4, field::os2Units),
+              header.size());
     } else if (old.size >= v4HeaderBytes) {
         freshenColourSpace(layout, profileOffset, header);
     }

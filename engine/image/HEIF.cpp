@@ -3,7 +3,8 @@
 #include "engine/image/HEIF.h"
 
 #include "engine/image/EXIF.h"
-#include "engine/image/HEIFCopy.h"
+#include "engine/image/HEIFData.h"
+#include "engine/image/HEIFWriter.h"
 
 #include <algorithm>
 
@@ -44,75 +45,75 @@ Result<Done> checkHeader(ByteSource& source)
     HEIFFile file;
     static_cast<void>(readHEIFFile(source, file).ok()); // A file cut in its data has its header.
     NP_TRY(checkBrands(source, file.brands));
+    if (file.hasTracks)
+        return Done{};
     if (!file.meta)
-        return file.hasTracks ? Result<Done>(Done{}) : Error{"HEIF without pictures"};
-    const HEIFItems items = NP_TRY(readHEIFItems(source, *file.meta));
+        return Error{"HEIF without pictures"};
+    HEIFItems items;
+    NP_TRY(readHEIFItems(source, *file.meta, items));
     const Item* primary = items.find(items.primary);
     const bool isPicture =
         primary != nullptr && (isPictureType(primary->type) || primary->type == fourCC("tmap"));
-    return isPicture || file.hasTracks ? Result<Done>(Done{}) : Error{"HEIF without a picture"};
+    return isPicture ? Result<Done>(Done{}) : Error{"HEIF without a picture"};
 }
 
-Result<HEIFItems> readItems(ByteSource& source, HEIFFile& file)
+// A file that has been read to its end and whose pictures are all there.
+struct Contents {
+    HEIFFile file;
+    HEIFItems items;
+    Selection selection;
+};
+
+Result<Contents> readContents(ByteSource& source)
 {
-    NP_TRY(readHEIFFile(source, file));
-    if (!file.meta)
+    Contents contents;
+    NP_TRY(readHEIFFile(source, contents.file));
+    if (!contents.file.meta)
         return Error{"HEIF without items"};
-    return readHEIFItems(source, *file.meta);
+    NP_TRY(readHEIFItems(source, *contents.file.meta, contents.items));
+    contents.selection = NP_TRY(selectPictures(source, contents.items));
+    return contents;
 }
 
 Result<std::uint32_t> countFrames(ByteSource& source)
 {
-    HEIFFile file;
-    const HEIFItems items = NP_TRY(readItems(source, file));
-    const Selection selection = NP_TRY(selectPictures(source, items));
-    return static_cast<std::uint32_t>(selection.shown.size());
+    const Contents contents = NP_TRY(readContents(source));
+    return static_cast<std::uint32_t>(contents.selection.shown.size());
 }
 
 // 23008-12, A.2.1: a 32-bit offset, from behind itself to the TIFF structure. Writers disagree on
 // what they count, so the structure is looked for where they are known to put it.
-void readEXIFItem(ByteSpan data, Properties& properties)
+void readEXIFItem(ByteSource& item, Properties& properties)
 {
-    MemorySource source(data);
-    ByteCursor cursor(source);
+    ByteCursor cursor(item);
     const auto offset = cursor.u32();
     if (!offset.ok())
         return;
     constexpr std::uint64_t head = 4;
     for (const std::uint64_t place : {head + offset.value(), head, head + 6, std::uint64_t{0}}) {
-        if (place > data.size())
+        if (place > item.size())
             continue;
-        const ByteRange block{place, data.size() - place};
-        ByteCursor start(source, block);
+        const ByteRange block{place, item.size() - place};
+        ByteCursor start(item, block);
         const bool isMarked = start.startsWith("Exif");
         const bool isStructure =
             start.startsWith("II*") || start.startsWith(std::string_view("MM\0*", 4));
         if (isMarked || isStructure) {
-            readEXIFBlock(source, block, properties);
+            readEXIFBlock(item, block, properties);
             return;
         }
     }
 }
 
-Result<Bytes> dataOf(ByteSource& source, const Item& item)
-{
-    Bytes data;
-    for (const ByteRange& range : item.data) {
-        if (range.length > limits::metadataBytes - data.size())
-            return Error{"metadata item too large", range.offset};
-        append(data, NP_TRY(source.copyOf(range)));
-    }
-    return data;
-}
-
-// 23008-12, 6.4.1: a "cdsc" reference goes from metadata to the picture that it describes.
-enum class About { shownPicture, nothing, another };
+// 23008-12, 6.4.1: a "cdsc" reference goes from metadata to the picture that it describes. Lowest
+// is what counts first.
+enum class About : std::uint8_t { shownPicture, nothing, another };
 
 About subjectOf(const HEIFItems& items, const Item& item)
 {
     About about = About::nothing;
-    for (const Reference& reference : items.references) {
-        if (reference.type != fourCC("cdsc") || reference.from != item.id)
+    for (const Reference& reference : items.referencesFrom(item.id)) {
+        if (reference.type != fourCC("cdsc"))
             continue;
         if (std::ranges::find(reference.to, items.primary) != reference.to.end())
             return About::shownPicture;
@@ -127,39 +128,35 @@ Properties readProperties(ByteSource& source, std::uint32_t)
 {
     Properties properties;
     HEIFFile file;
+    HEIFItems items;
     static_cast<void>(readHEIFFile(source, file).ok()); // What stands before damage is told.
-    if (!file.meta)
-        return properties;
-    const auto items = readHEIFItems(source, *file.meta);
-    if (!items.ok())
-        return properties;
-    for (const About wanted : {About::shownPicture, About::nothing, About::another}) {
-        bool found = false;
-        for (const Item& item : items.value().items) {
-            if (item.type != fourCC("Exif") || subjectOf(items.value(), item) != wanted)
-                continue;
-            const auto data = dataOf(source, item);
-            if (data.ok())
-                readEXIFItem(data.value(), properties);
-            found = true;
-        }
-        if (found)
-            return properties;
+    if (file.meta)
+        static_cast<void>(readHEIFItems(source, *file.meta, items).ok());
+    std::vector<std::pair<About, const Item*>> found;
+    for (const Item& item : items.items) {
+        if (item.type == fourCC("Exif"))
+            found.emplace_back(subjectOf(items, item), &item);
+    }
+    std::ranges::stable_sort(found, {}, [](const auto& each) { return each.first; });
+    found.resize(std::min(found.size(), limits::exifItems));
+    for (const auto& [about, item] : found) {
+        if (about != found.front().first)
+            break;
+        ItemSource data(source, item->data);
+        readEXIFItem(data, properties);
     }
     return properties;
 }
 
 Result<OutputPlan> planCleanCopy(ByteSource& source)
 {
-    HEIFFile file;
-    const HEIFItems items = NP_TRY(readItems(source, file));
-    return planHEIF(source, file, items);
+    const Contents contents = NP_TRY(readContents(source));
+    NP_TRY(checkData(contents.file, contents.items, contents.selection));
+    return planHEIF(source, contents.file, contents.items, contents.selection);
 }
 
-BlockKind kindOf(const Item& item, const Selection& selection)
+BlockKind kindOf(const Item& item)
 {
-    if (selection.kept.contains(item.id))
-        return BlockKind::pixels;
     if (isPictureType(item.type))
         return BlockKind::extraImage;
     if (item.type == fourCC("Exif"))
@@ -167,45 +164,111 @@ BlockKind kindOf(const Item& item, const Selection& selection)
     return item.type == fourCC("mime") ? BlockKind::xmp : BlockKind::application;
 }
 
-// Adds a top-level box with the items in it; where items overlap, the first one counts.
-Result<Done> addBox(const Box& box, std::span<const Block> parts, Blocks& blocks)
+void sortByPlace(std::vector<Block>& blocks)
 {
-    const bool isStructure = box.type == fourCC("ftyp") || box.type == fourCC("meta");
-    BlockKind around = BlockKind::unknown;
-    if (isStructure) {
-        around = BlockKind::structure;
-    } else if (box.type == fourCC("mdat")) {
-        around = BlockKind::filler;
-    }
-    std::uint64_t place = box.whole.offset;
-    for (const Block& part : parts) {
-        const std::uint64_t start = std::max(part.range.offset, place);
-        const std::uint64_t end = std::min(part.range.end(), box.whole.end());
-        if (isStructure || start >= end)
+    std::ranges::stable_sort(blocks, {}, [](const Block& block) { return block.range.offset; });
+}
+
+Result<std::vector<Block>> keptBlocks(ByteSource& source, const Contents& contents)
+{
+    PictureData data(source, contents.items);
+    for (const std::uint32_t id : contents.selection.kept)
+        NP_TRY(data.add(*contents.items.find(id)));
+    std::vector<Block> kept;
+    for (const PictureData::Run& run : data.runs())
+        kept.insert(kept.end(), run.blocks.begin(), run.blocks.end());
+    sortByPlace(kept);
+    return kept;
+}
+
+std::vector<Block> otherBlocks(const Contents& contents)
+{
+    std::vector<Block> others;
+    for (const Item& item : contents.items.items) {
+        if (contents.selection.kept.contains(item.id))
             continue;
-        NP_TRY(blocks.add(around, {place, start - place}));
-        NP_TRY(blocks.add(part.kind, {start, end - start}));
-        place = end;
+        for (const ByteRange& range : item.data)
+            others.push_back({kindOf(item), range});
     }
-    return blocks.add(around, {place, box.whole.end() - place});
+    sortByPlace(others);
+    return others;
+}
+
+BlockKind kindOf(const Box& box)
+{
+    switch (box.type) {
+    case fourCC("ftyp"):
+    case fourCC("meta"):
+        return BlockKind::structure;
+    case fourCC("mdat"):
+    case fourCC("imda"):
+    case fourCC("free"):
+        return BlockKind::filler;
+    default:
+        return BlockKind::unknown;
+    }
+}
+
+// Walks through blocks that are ordered by place and may overlap: the first one counts.
+class Overlay {
+public:
+    explicit Overlay(std::vector<Block> blocks)
+        : blocks(std::move(blocks))
+    {
+    }
+
+    // The first block that does not end before `place`, which never goes back; nullptr for none.
+    const Block* at(std::uint64_t place)
+    {
+        while (next < blocks.size() && blocks[next].range.end() <= place)
+            ++next;
+        return next < blocks.size() ? &blocks[next] : nullptr;
+    }
+
+private:
+    std::vector<Block> blocks;
+    std::size_t next = 0;
+};
+
+// The stretch from `place` on that is of one kind.
+Block stretchAt(std::uint64_t place, Block around, std::initializer_list<const Block*> layers)
+{
+    Block stretch{around.kind, {place, around.range.end() - place}};
+    for (const Block* layer : layers) {
+        if (layer == nullptr)
+            continue;
+        if (layer->range.offset > place) {
+            stretch.range.length = std::min(stretch.range.length, layer->range.offset - place);
+            continue;
+        }
+        stretch.kind = layer->kind;
+        stretch.range.length = std::min(stretch.range.length, layer->range.end() - place);
+        break;
+    }
+    return stretch;
 }
 
 } // namespace
 
+// Kept data lies over other items' data, and that over the boxes; "meta" is not taken apart.
 Result<Blocks> splitHEIF(ByteSource& source)
 {
-    HEIFFile file;
-    const HEIFItems items = NP_TRY(readItems(source, file));
-    const Selection selection = NP_TRY(selectPictures(source, items));
-    std::vector<Block> parts;
-    for (const Item& item : items.items) {
-        for (const ByteRange& range : item.data)
-            parts.push_back({kindOf(item, selection), range});
-    }
-    std::ranges::stable_sort(parts, {}, [](const Block& part) { return part.range.offset; });
+    const Contents contents = NP_TRY(readContents(source));
+    Overlay kept(NP_TRY(keptBlocks(source, contents)));
+    Overlay others(otherBlocks(contents));
     Blocks blocks;
-    for (const Box& box : file.boxes)
-        NP_TRY(addBox(box, parts, blocks));
+    for (const Box& box : contents.file.boxes) {
+        const Block around{kindOf(box), box.whole};
+        std::uint64_t place = box.whole.offset;
+        while (place < box.whole.end()) {
+            const bool isOpen = around.kind != BlockKind::structure;
+            const Block stretch =
+                isOpen ? stretchAt(place, around, {kept.at(place), others.at(place)}) : around;
+            NP_TRY(blocks.add(stretch.kind, stretch.range));
+            place = stretch.range.end();
+        }
+    }
+    NP_TRY(blocks.add(BlockKind::trailer, contents.file.trailer));
     return blocks;
 }
 

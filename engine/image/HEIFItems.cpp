@@ -1,7 +1,9 @@
 #include "engine/image/HEIFItems.h"
 
+#include "engine/image/HEIFLocations.h"
+
 #include <algorithm>
-#include <map>
+#include <set>
 
 namespace nullprint::image {
 namespace {
@@ -17,70 +19,60 @@ Result<FullBoxHead> readHead(ByteCursor& cursor)
     return FullBoxHead{static_cast<std::uint8_t>(word >> 24), word & 0xFFFFFF};
 }
 
-// Many tables have identifiers of 16 bits in old versions and of 32 in new ones.
-Result<std::uint32_t> readIdentifier(ByteCursor& cursor, bool isWide)
-{
-    if (isWide)
-        return cursor.u32();
-    return static_cast<std::uint32_t>(NP_TRY(cursor.u16()));
-}
-
-// 14496-12, 8.11.3.3: fields of 0, 4 or 8 bytes.
-Result<std::uint64_t> readSized(ByteCursor& cursor, unsigned bytes)
-{
-    switch (bytes) {
-    case 0:
-        return std::uint64_t{0};
-    case 4:
-        return static_cast<std::uint64_t>(NP_TRY(cursor.u32()));
-    case 8:
-        return cursor.u64();
-    default:
-        return cursor.fail("iloc with another field size");
-    }
-}
-
-struct Extent {
-    std::uint64_t index; // Of an "iloc" reference, from 1; 0 is taken for 1.
-    std::uint64_t offset;
-    std::uint64_t length; // 0: all there is.
-};
-
-enum class Construction : std::uint8_t { file = 0, idat = 1, item = 2 };
-
-// An item's data as "iloc" describes it, before it is resolved.
-struct Location {
-    std::uint32_t id = 0;
-    std::uint8_t construction = 0;
-    bool isElsewhere = false; // In another file.
-    std::vector<Extent> extents;
-};
-
 class MetaReader {
 public:
-    MetaReader(ByteSource& source, const Box& meta)
+    MetaReader(ByteSource& source, const Box& meta, HEIFItems& items)
         : source(source)
         , meta(meta)
+        , result(items)
+        , locations(source)
     {
     }
 
-    Result<HEIFItems> read()
+    // The tables may come in any order; what needs several of them waits until all are there.
+    Result<Done> read()
+    {
+        const Result<Done> outcome = readChildren();
+        for (const auto& [id, association] : associations)
+            associate(id, association);
+        std::ranges::stable_sort(result.references, {}, &Reference::from);
+        locations.resolve(result);
+        return outcome;
+    }
+
+private:
+    Result<Done> readChildren()
     {
         ByteCursor cursor(source, meta.content);
         NP_TRY(readHead(cursor));
         while (!cursor.atEnd()) {
             const Box box = NP_TRY(readBox(cursor));
-            NP_TRY(readChild(box));
+            if (isFirst(box.type))
+                NP_TRY(readChild(box));
         }
-        if (!isPictures)
-            return Error{"meta box without pictures", meta.whole.offset};
-        NP_TRY(orderItems());
-        for (Item& item : result.items)
-            resolve(item);
-        return std::move(result);
+        return isPictures ? Result<Done>(Done{})
+                          : Error{"meta box without pictures", meta.whole.offset};
     }
 
-private:
+    // Whether this is the first of its kind, of those that there may be one of.
+    bool isFirst(std::uint32_t type)
+    {
+        constexpr std::array single{fourCC("hdlr"),
+                                    fourCC("pitm"),
+                                    fourCC("iloc"),
+                                    fourCC("iinf"),
+                                    fourCC("iref"),
+                                    fourCC("iprp"),
+                                    fourCC("ipco"),
+                                    fourCC("grpl"),
+                                    fourCC("idat")};
+        if (std::ranges::find(single, type) == single.end())
+            return true;
+        const bool isNew = std::ranges::find(seen, type) == seen.end();
+        isNew ? seen.push_back(type) : void(result.isAmbiguous = true);
+        return isNew;
+    }
+
     Result<Done> readChild(const Box& box)
     {
         ByteCursor cursor(source, box.content);
@@ -90,7 +82,7 @@ private:
         case fourCC("pitm"):
             return readPrimary(cursor);
         case fourCC("iloc"):
-            return readLocations(cursor);
+            return locations.read(cursor);
         case fourCC("iinf"):
             return readInformation(cursor);
         case fourCC("iref"):
@@ -100,11 +92,20 @@ private:
         case fourCC("grpl"):
             return readGroups(cursor);
         case fourCC("idat"):
-            idat = box.content;
+            result.idat = box.content;
             return Done{};
         default:
             return Done{};
         }
+    }
+
+    // A bound on what the tables together may list.
+    Result<Done> countLinks(const ByteCursor& cursor, std::uint64_t more)
+    {
+        if (more > limits::itemLinks - links)
+            return cursor.fail("too many links between items");
+        links += static_cast<std::size_t>(more);
+        return Done{};
     }
 
     Result<Done> readHandler(ByteCursor cursor) // 8.4.3
@@ -125,83 +126,36 @@ private:
     {
         const FullBoxHead head = NP_TRY(readHead(cursor));
         NP_TRY(readIdentifier(cursor, head.version > 0)); // The number of entries; they are boxes.
-        while (!cursor.atEnd()) {
-            const Box entry = NP_TRY(readBox(cursor));
-            if (entry.type == fourCC("infe"))
-                NP_TRY(readEntry(ByteCursor(source, entry.content)));
-        }
-        return Done{};
+        std::vector<Item> items;
+        Result<Done> outcome = Done{};
+        while (outcome.ok() && !cursor.atEnd())
+            outcome = readEntry(cursor, items);
+        std::ranges::stable_sort(items, {}, &Item::id);
+        const auto repeats = std::unique(items.begin(),
+                                         items.end(),
+                                         [](const Item& a, const Item& b) { return a.id == b.id; });
+        result.isAmbiguous = result.isAmbiguous || repeats != items.end();
+        items.erase(repeats, items.end());
+        result.items = std::move(items);
+        return outcome;
     }
 
-    Result<Done> readEntry(ByteCursor cursor)
+    Result<Done> readEntry(ByteCursor& list, std::vector<Item>& items)
     {
+        const Box entry = NP_TRY(readBox(list));
+        if (entry.type != fourCC("infe"))
+            return Done{};
+        ByteCursor cursor(source, entry.content);
         Item item;
         const FullBoxHead head = NP_TRY(readHead(cursor));
         item.isHidden = (head.flags & 1) != 0;
         item.id = NP_TRY(readIdentifier(cursor, head.version >= 3));
-        item.isReadable = NP_TRY(cursor.u16()) == 0; // Not protected.
+        item.isProtected = NP_TRY(cursor.u16()) != 0;
         if (head.version >= 2)
             item.type = NP_TRY(cursor.u32());
-        if (result.items.size() == limits::items)
+        if (items.size() == limits::items)
             return cursor.fail("too many items");
-        result.items.push_back(std::move(item));
-        return Done{};
-    }
-
-    // The tables may come in any order; now all of them are there.
-    Result<Done> orderItems()
-    {
-        std::ranges::stable_sort(result.items, {}, &Item::id);
-        if (std::ranges::adjacent_find(result.items, {}, &Item::id) != result.items.end())
-            return Error{"two items of one identifier", meta.whole.offset};
-        for (const auto& [id, association] : associations) {
-            const auto place = std::ranges::lower_bound(result.items, id, {}, &Item::id);
-            if (place != result.items.end() && place->id == id)
-                place->properties.push_back(association);
-        }
-        for (const Reference& reference : result.references) {
-            if (reference.type == fourCC("iloc"))
-                sourceItems.emplace(reference.from, &reference);
-        }
-        return Done{};
-    }
-
-    Result<Done> readLocations(ByteCursor cursor) // 8.11.3
-    {
-        const FullBoxHead head = NP_TRY(readHead(cursor));
-        const std::uint16_t sizes = NP_TRY(cursor.u16());
-        const bool hasConstruction = head.version == 1 || head.version == 2;
-        const std::uint32_t count = NP_TRY(readIdentifier(cursor, head.version == 2));
-        for (std::uint32_t index = 0; index < count; ++index) {
-            Location location;
-            location.id = NP_TRY(readIdentifier(cursor, head.version == 2));
-            if (hasConstruction)
-                location.construction = NP_TRY(cursor.u16()) & 0xF;
-            location.isElsewhere = NP_TRY(cursor.u16()) != 0;
-            NP_TRY(readExtents(cursor, sizes, hasConstruction, location));
-            locations.push_back(std::move(location));
-        }
-        std::ranges::stable_sort(locations, {}, &Location::id);
-        return Done{};
-    }
-
-    Result<Done>
-    readExtents(ByteCursor& cursor, std::uint16_t sizes, bool hasIndex, Location& location)
-    {
-        const std::uint64_t base = NP_TRY(readSized(cursor, sizes >> 4 & 0xF));
-        const std::uint16_t count = NP_TRY(cursor.u16());
-        for (std::uint16_t index = 0; index < count; ++index) {
-            Extent extent{};
-            extent.index = NP_TRY(readSized(cursor, hasIndex ? sizes & 0xF : 0U));
-            extent.offset = NP_TRY(readSized(cursor, sizes >> 12));
-            extent.length = NP_TRY(readSized(cursor, sizes >> 8 & 0xF));
-            if (extent.offset > UINT64_MAX - base)
-                return cursor.fail("iloc offset too large");
-            extent.offset += base;
-            if (++extentCount > limits::blocks)
-                return cursor.fail("too many extents");
-            location.extents.push_back(extent);
-        }
+        items.push_back(std::move(item));
         return Done{};
     }
 
@@ -213,6 +167,7 @@ private:
             ByteCursor inner(source, box.content);
             Reference reference{box.type, NP_TRY(readIdentifier(inner, head.version > 0)), {}};
             const std::uint16_t count = NP_TRY(inner.u16());
+            NP_TRY(countLinks(cursor, count + 1U));
             for (std::uint16_t index = 0; index < count; ++index)
                 reference.to.push_back(NP_TRY(readIdentifier(inner, head.version > 0)));
             result.references.push_back(std::move(reference));
@@ -224,10 +179,9 @@ private:
     {
         while (!cursor.atEnd()) {
             const Box box = NP_TRY(readBox(cursor));
-            ByteCursor inner(source, box.content);
-            if (box.type == fourCC("ipco")) {
-                while (!inner.atEnd())
-                    result.properties.push_back(NP_TRY(readBox(inner)));
+            const ByteCursor inner(source, box.content);
+            if (box.type == fourCC("ipco") && isFirst(box.type)) {
+                NP_TRY(readPropertyBoxes(inner));
             } else if (box.type == fourCC("ipma")) {
                 NP_TRY(readAssociations(inner));
             }
@@ -235,22 +189,45 @@ private:
         return Done{};
     }
 
+    Result<Done> readPropertyBoxes(ByteCursor cursor)
+    {
+        constexpr std::size_t most = 0x7FFF; // An index has 15 bits.
+        while (!cursor.atEnd()) {
+            if (result.properties.size() == most)
+                return cursor.fail("more properties than can be numbered");
+            result.properties.push_back(NP_TRY(readBox(cursor)));
+        }
+        return Done{};
+    }
+
+    // There may be several such tables, but each item stands in one, once.
     Result<Done> readAssociations(ByteCursor cursor)
     {
         const FullBoxHead head = NP_TRY(readHead(cursor));
         const bool isWide = (head.flags & 1) != 0;
+        const unsigned top = isWide ? 0x8000 : 0x80;
         const std::uint32_t count = NP_TRY(cursor.u32());
         for (std::uint32_t index = 0; index < count; ++index) {
             const std::uint32_t id = NP_TRY(readIdentifier(cursor, head.version > 0));
             const std::uint8_t itsCount = NP_TRY(cursor.u8());
+            NP_TRY(countLinks(cursor, itsCount + 1U));
+            const bool isNew = associated.insert(id).second;
+            result.isAmbiguous = result.isAmbiguous || !isNew;
             for (std::uint8_t each = 0; each < itsCount; ++each) {
                 const std::uint16_t word = isWide ? NP_TRY(cursor.u16()) : NP_TRY(cursor.u8());
-                const unsigned top = isWide ? 0x8000 : 0x80;
-                associations.push_back(
-                    {id, {static_cast<std::uint16_t>(word & (top - 1)), (word & top) != 0}});
+                const auto place = static_cast<std::uint16_t>(word & (top - 1));
+                if (isNew)
+                    associations.push_back({id, {place, (word & top) != 0}});
             }
         }
         return Done{};
+    }
+
+    void associate(std::uint32_t id, const Association& association)
+    {
+        const auto place = std::ranges::lower_bound(result.items, id, {}, &Item::id);
+        if (place != result.items.end() && place->id == id)
+            place->properties.push_back(association);
     }
 
     Result<Done> readGroups(ByteCursor cursor) // 14496-12, 8.18
@@ -261,6 +238,7 @@ private:
             NP_TRY(readHead(inner));
             EntityGroup group{box.type, NP_TRY(inner.u32()), {}};
             const std::uint32_t count = NP_TRY(inner.u32());
+            NP_TRY(countLinks(cursor, count + 1ULL));
             for (std::uint32_t index = 0; index < count; ++index)
                 group.members.push_back(NP_TRY(inner.u32()));
             result.groups.push_back(std::move(group));
@@ -268,97 +246,25 @@ private:
         return Done{};
     }
 
-    const Location* locationOf(std::uint32_t id) const
-    {
-        const auto place = std::ranges::lower_bound(locations, id, {}, &Location::id);
-        return place != locations.end() && place->id == id ? &*place : nullptr;
-    }
-
-    void resolve(Item& item)
-    {
-        const Location* location = locationOf(item.id);
-        std::optional<std::vector<ByteRange>> data;
-        if (location != nullptr)
-            data = resolved(*location, 0);
-        item.isReadable = item.isReadable && data;
-        item.isInIdat = location != nullptr &&
-                        location->construction == static_cast<std::uint8_t>(Construction::idat);
-        if (data)
-            item.data = std::move(*data);
-    }
-
-    // The places in the file; nothing when they are not all in it.
-    std::optional<std::vector<ByteRange>> resolved(const Location& location, unsigned depth)
-    {
-        constexpr unsigned deepest = 4; // Items made of items made of items: nobody writes them.
-        if (location.isElsewhere || depth > deepest)
-            return std::nullopt;
-        std::vector<ByteRange> data;
-        for (const Extent& extent : location.extents) {
-            const auto whole = sourceOf(location, extent, depth);
-            if (!whole || whole->size() > stepsLeft || !addPart(*whole, extent, data))
-                return std::nullopt;
-            stepsLeft -= whole->size();
-        }
-        return data;
-    }
-
-    // What an extent is a part of: the file, "idat", or another item's data.
-    std::optional<std::vector<ByteRange>>
-    sourceOf(const Location& location, const Extent& extent, unsigned depth)
-    {
-        switch (static_cast<Construction>(location.construction)) {
-        case Construction::file:
-            return std::vector{ByteRange{0, source.size()}};
-        case Construction::idat:
-            return idat ? std::optional(std::vector{*idat}) : std::nullopt;
-        case Construction::item:
-            break;
-        default:
-            return std::nullopt;
-        }
-        const auto reference = sourceItems.find(location.id);
-        const std::uint64_t index = extent.index == 0 ? 0 : extent.index - 1;
-        if (reference == sourceItems.end() || index >= reference->second->to.size())
-            return std::nullopt;
-        const Location* target = locationOf(reference->second->to[static_cast<std::size_t>(index)]);
-        return target != nullptr ? resolved(*target, depth + 1) : std::nullopt;
-    }
-
-    // Adds the stretch that an extent names, of ranges that are thought of as laid end to end.
-    static bool
-    addPart(const std::vector<ByteRange>& whole, const Extent& extent, std::vector<ByteRange>& data)
-    {
-        std::uint64_t skip = extent.offset;
-        std::uint64_t left = extent.length == 0 ? UINT64_MAX : extent.length;
-        for (const ByteRange& range : whole) {
-            if (skip >= range.length) {
-                skip -= range.length;
-                continue;
-            }
-            const std::uint64_t take = std::min(range.length - skip, left);
-            data.push_back({range.offset + skip, take});
-            skip = 0;
-            left -= take;
-            if (left == 0)
-                return true;
-        }
-        return extent.length == 0 && skip == 0;
-    }
-
     ByteSource& source;
     const Box meta;
-    HEIFItems result;
+    HEIFItems& result;
     bool isPictures = false;
-    std::optional<ByteRange> idat;
-    std::vector<Location> locations; // Ordered by identifier.
-    std::size_t extentCount = 0;
+    std::vector<std::uint32_t> seen; // Types of boxes that there may be one of.
+    ItemLocations locations;
     std::vector<std::pair<std::uint32_t, Association>> associations;
-    std::map<std::uint32_t, const Reference*> sourceItems; // Of items that are made of items.
-    std::size_t stepsLeft = limits::blocks;                // Of resolving, for all items together.
+    std::set<std::uint32_t> associated;
+    std::size_t links = 0;
 };
 
 } // namespace
+
+Result<std::uint32_t> readIdentifier(ByteCursor& cursor, bool isWide)
+{
+    if (isWide)
+        return cursor.u32();
+    return static_cast<std::uint32_t>(NP_TRY(cursor.u16()));
+}
 
 Result<Box> readBox(ByteCursor& cursor)
 {
@@ -394,11 +300,67 @@ const Box* HEIFItems::property(const Association& association) const
                : &properties[association.index - 1U];
 }
 
+const Box* HEIFItems::property(const Item& item, std::uint32_t type) const
+{
+    for (const Association& each : item.properties) {
+        const Box* box = property(each);
+        if (box != nullptr && box->type == type)
+            return box;
+    }
+    return nullptr;
+}
+
+std::span<const Reference> HEIFItems::referencesFrom(std::uint32_t id) const
+{
+    const auto begin = std::ranges::lower_bound(references, id, {}, &Reference::from);
+    const auto end = std::ranges::upper_bound(references, id, {}, &Reference::from);
+    return {begin, end};
+}
+
+const Reference* HEIFItems::inputsOf(std::uint32_t id) const
+{
+    for (const Reference& reference : referencesFrom(id)) {
+        if (reference.type == fourCC("dimg"))
+            return &reference;
+    }
+    return nullptr;
+}
+
+namespace {
+
+// What stands behind the last box may be anything: other programs append their own data. But a
+// box of a kind that belongs there is one that has been cut.
+bool isTrailer(ByteCursor rest)
+{
+    constexpr std::array topLevel{fourCC("ftyp"),
+                                  fourCC("meta"),
+                                  fourCC("mdat"),
+                                  fourCC("moov"),
+                                  fourCC("free"),
+                                  fourCC("skip"),
+                                  fourCC("uuid"),
+                                  fourCC("imda"),
+                                  fourCC("mpvd")};
+    if (rest.remaining() < 8)
+        return true;
+    const auto size = rest.u32();
+    const auto type = rest.u32();
+    return size.ok() && type.ok() && std::ranges::find(topLevel, type.value()) == topLevel.end();
+}
+
+} // namespace
+
 Result<Done> readHEIFFile(ByteSource& source, HEIFFile& file)
 {
     ByteCursor cursor(source);
     while (!cursor.atEnd()) {
-        const Box box = NP_TRY(readBox(cursor));
+        const ByteCursor before = cursor;
+        const auto read = readBox(cursor);
+        if (!read.ok() && !file.boxes.empty() && isTrailer(before)) {
+            file.trailer = before.rest();
+            return Done{};
+        }
+        const Box box = NP_TRY(read);
         if (file.boxes.size() == limits::items)
             return cursor.fail("too many boxes");
         if (file.boxes.empty())
@@ -411,9 +373,9 @@ Result<Done> readHEIFFile(ByteSource& source, HEIFFile& file)
     return Done{};
 }
 
-Result<HEIFItems> readHEIFItems(ByteSource& source, const Box& meta)
+Result<Done> readHEIFItems(ByteSource& source, const Box& meta, HEIFItems& items)
 {
-    return MetaReader(source, meta).read();
+    return MetaReader(source, meta, items).read();
 }
 
 } // namespace nullprint::image

@@ -288,24 +288,48 @@ void readTextChunk(ByteSource& source, const Chunk& chunk, Properties& propertie
     addRawProfile(name, decodedProfile(asText(text)), properties);
 }
 
-Properties readProperties(ByteSource& source, std::uint32_t)
-{
-    Properties properties;
-    std::vector<Chunk> texts; // The standard's own chunk comes first, wherever it stands.
-    const auto visit = [&](const Chunk& chunk) -> Result<Done> {
+// Gathers what the chunks of a walk tell. Texts are read last: the standard's own chunk counts
+// first, wherever it stands.
+class PropertyCollector {
+public:
+    explicit PropertyCollector(ByteSource& source)
+        : source(source)
+    {
+    }
+
+    void visit(const Chunk& chunk)
+    {
         if (chunk.kind == BlockKind::exif)
             readEXIFBlock(source, chunk.data, properties);
         const bool isProfile =
             chunk.kind == BlockKind::text && ByteCursor(source, chunk.data).startsWith(rawProfile);
         if (isProfile && texts.size() < limits::rawProfiles)
             texts.push_back(chunk);
+    }
+
+    Properties finished()
+    {
+        for (const Chunk& chunk : texts)
+            readTextChunk(source, chunk, properties);
+        return std::move(properties);
+    }
+
+private:
+    ByteSource& source;
+    Properties properties;
+    std::vector<Chunk> texts;
+};
+
+Properties readProperties(ByteSource& source, std::uint32_t)
+{
+    PropertyCollector collector(source);
+    const auto visit = [&](const Chunk& chunk) -> Result<Done> {
+        collector.visit(chunk);
         return Done{};
     };
     // What stands before the damage of a damaged file is told all the same.
     static_cast<void>(walk(source, visit).ok());
-    for (const Chunk& chunk : texts)
-        readTextChunk(source, chunk, properties);
-    return properties;
+    return collector.finished();
 }
 
 void writeChunk(OutputPlan& plan, std::string_view type, ByteSpan data)
@@ -338,26 +362,30 @@ bool isCopied(const Chunk& chunk, bool isIdle)
     return isKept(chunk.kind) && !isEnd && !(isAnimation && isIdle);
 }
 
+// One walk serves the copy and the orientation in it: a large file has thousands of chunks.
 Result<OutputPlan> planCleanCopy(ByteSource& source)
 {
-    const auto orientation = turnedOrientation(readProperties(source, 0));
+    PropertyCollector collector(source);
     bool hasPixels = false;
     bool isIdle = false;
-    OutputPlan plan;
+    OutputPlan plan; // Up to the header, behind which the orientation goes.
+    OutputPlan body;
     plan.copy({0, signature.size()});
     const auto visit = [&](const Chunk& chunk) -> Result<Done> {
+        collector.visit(chunk);
         hasPixels = hasPixels || chunk.type == fourCC("IDAT");
         if (chunk.type == fourCC("acTL") && isKept(chunk.kind))
             isIdle = !NP_TRY(hasFrames(source));
         if (isCopied(chunk, isIdle))
-            plan.copy(chunk.whole);
-        if (chunk.type == fourCC("IHDR") && isKept(chunk.kind) && orientation)
-            writeChunk(plan, "eXIf", freshEXIF(orientation, std::nullopt));
+            (chunk.type == fourCC("IHDR") ? plan : body).copy(chunk.whole);
         return Done{};
     };
     NP_TRY(walk(source, visit));
     if (!hasPixels)
         return Error{"PNG without pixels"};
+    if (const auto orientation = turnedOrientation(collector.finished()))
+        writeChunk(plan, "eXIf", freshEXIF(orientation, std::nullopt));
+    plan.append(body, 0);
     writeChunk(plan, "IEND", {});
     return plan;
 }

@@ -432,7 +432,8 @@ bool describesPicture(const IFDReader& reader, const Directory& directory)
     return isPositive(tag::imageWidth) && isPositive(tag::imageLength) && hasData;
 }
 
-Result<Done> walkDirectories(const IFDReader& reader, ByteSource& source, VisitDirectory visit)
+Result<Done>
+walkDirectories(const IFDReader& reader, ByteSource& source, const VisitDirectory& visit)
 {
     std::unordered_set<std::uint64_t> seen;
     std::uint64_t bytes = 0;

@@ -44,6 +44,7 @@ readTIFFPage(const IFDReader& reader, ByteSource& source, const Directory& direc
 // Calls `visit` for each directory of the main chain, until it answers false. Fails on a chain that
 // comes back to itself, is too long, or has directories that overlap.
 using VisitDirectory = std::function<Result<bool>(const Directory&)>;
-Result<Done> walkDirectories(const IFDReader& reader, ByteSource& source, VisitDirectory visit);
+Result<Done>
+walkDirectories(const IFDReader& reader, ByteSource& source, const VisitDirectory& visit);
 
 } // namespace nullprint::image

@@ -45,6 +45,13 @@ inline constexpr std::size_t blocks = 4UL * 1024 * 1024;
 // gigapixel grid some thousands; of the other there are a handful.
 inline constexpr std::size_t items = 65536;
 
+// What the tables of an HEIF file may list beside its items: extents, references, properties of
+// items. A grid of 65,536 tiles needs about 300,000 entries.
+inline constexpr std::size_t itemLinks = std::size_t{1024} * 1024;
+
+// How many Exif items of one HEIF file are looked into. A picture has one.
+inline constexpr std::size_t exifItems = 16;
+
 // How deep the tree of a PDF's pages may be. Balanced trees of a million pages have ten levels.
 inline constexpr std::size_t pageTreeDepth = 1000;
 

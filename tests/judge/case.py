@@ -116,7 +116,8 @@ class Case:
             return
         kind = frames.signature(self.original)
         count = self._judge_frames(kind)
-        self.blame(*[f"left in the copy: {label}" for label in metadata.leftovers(copy_entries, kind)])
+        left = metadata.leftovers(copy_entries, kind)
+        self.blame(*[f"left in the copy: {label}" for label in left])
         self.blame(*metadata.lost_structure(original_entries, copy_entries, kind, count))
         self.blame(*metadata.new_warnings(original_entries, copy_entries))
         self.blame(*metadata.new_complaints(self.original, self.copy, kind))
@@ -135,10 +136,11 @@ class Case:
         return max((v.frames for v in verdicts), default=0)
 
     def _judge_appearance(self, original_entries, copy_entries, kind):
-        if exiftool.profiles(original_entries) != exiftool.profiles(copy_entries):
-            sizes = [[len(p) for p in exiftool.profiles(e)] for e in (original_entries, copy_entries)]
+        was, now = (exiftool.profiles(e) for e in (original_entries, copy_entries))
+        if not metadata.same_profiles(was, now, kind):
+            sizes = [[len(profile) for profile in profiles] for profiles in (was, now)]
             self.blame(f"the colour profile changed: {sizes[0]} bytes became {sizes[1]}")
-        was, now = metadata.orientation(original_entries), metadata.orientation(copy_entries)
+        was, now = (metadata.orientation(e, kind) for e in (original_entries, copy_entries))
         if was != now:
             self.blame(f"the orientation was {was}, is {now}")
         was, now = (metadata.resolution(e, kind) for e in (original_entries, copy_entries))

@@ -32,6 +32,7 @@ def make_profile():
         table += key + struct.pack(">II", offset + len(contents), len(content))
         contents += content
     white = b"".join(map(_fixed, (0.9642, 1.0, 0.8249)))
-    head = struct.pack(">I4sI4s4s4s", offset + len(contents), b"none", 0x02100000, b"mntr", b"RGB ", b"XYZ ")
+    head = struct.pack(">I4sI", offset + len(contents), b"none", 0x02100000)
+    head += b"mntrRGB XYZ "
     head += struct.pack(">6H4s", 2024, 1, 1, 0, 0, 0, b"acsp") + bytes(28) + white
     return head.ljust(128, b"\0") + table + contents

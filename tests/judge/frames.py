@@ -45,6 +45,8 @@ def compare(original, copy):
         verdicts.append(_by_text("webpmux", _webp_info, original, copy))
     if kind == "png":
         verdicts.append(_by_text("frame chunks", _png_frames, original, copy))
+    if kind == "heif":
+        verdicts.append(_by_text("heif-convert", _heif_pictures, original, copy))
     if kind == "tiff":
         verdicts.append(_by_text("tiffinfo", _tiff_pages, original, copy))
     return [verdict for verdict in verdicts if verdict]
@@ -133,7 +135,7 @@ def _by_format(original, copy):
         return _by_decoder("dwebp", _dwebp, original, copy)
     if kind == "bmp":
         return _by_bytes("pixel array", _bmp_pixels, original, copy)
-    return None
+    return _by_media_data(original, copy) if kind == "heif" else None
 
 
 def _by_decoder(judge, decode, original, copy):
@@ -276,6 +278,22 @@ def _tiff_strips(path):
                 strips += [hashlib.sha256(data[o : o + n]).hexdigest() for o, n in pairs]
         at = number(first + count * head, width)
     return strips
+
+
+def _heif_pictures(path):
+    """Every picture that is shown, decoded: header and samples of the PNG it is turned into."""
+    with tempfile.TemporaryDirectory() as folder:
+        run_tool("heif-convert", path, os.path.join(folder, "picture.png"))
+        names = sorted(os.listdir(folder))
+        return [str(_png_samples(os.path.join(folder, name))) for name in names]
+
+
+def _by_media_data(original, copy):
+    """For a coding that no decoder here knows: one picture's data stands in the file as it was."""
+    data = _content(copy)
+    begin = data.find(b"mdat") + 4
+    same = begin >= 8 and data[begin:] in _content(original)
+    return Verdict("media data", 1, [] if same else ["pixels changed (media data)"])
 
 
 # What gifsicle tells of a screen and its frames; it shows comments and extensions, too.

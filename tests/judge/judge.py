@@ -19,10 +19,10 @@ import selfcheck
 from case import Case, Programs
 from process import Launcher, missing_tools
 
-PICTURES = {"jpg", "jpeg", "png", "gif", "webp", "tiff", "tif", "bmp"}
-HEIF = {"heic", "heif"}
+PICTURES = set("jpg jpeg png gif webp tiff tif bmp heic heif".split())
 TOOLS = (
     "exiftool exiv2 identify convert pngcheck webpinfo webpmux dwebp tiffinfo tiffcp gifsicle djpeg"
+    " heif-convert heif-info"
 ).split()
 MISSING_STATUS = 77  # As CTest is told, so that it says that the test was left out.
 
@@ -107,7 +107,6 @@ def options():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--nullprint", required=True, help="the program under test")
     parser.add_argument("--plant", action="store_true", help="plant metadata before judging")
-    parser.add_argument("--with-heif", action="store_true", help="judge HEIC and HEIF, too")
     parser.add_argument("--self-check", action="store_true", help="show that the judge can fail")
     parser.add_argument(
         "--sanitized", action="store_true", help="the program keeps freed memory: allow for that"
@@ -141,9 +140,8 @@ def main():
     court = Court(Programs(nullprint, is_sanitized=chosen.sanitized), os.cpu_count() or 1)
     scratch = os.path.abspath(chosen.keep) if chosen.keep else tempfile.mkdtemp(prefix="judge-")
     try:
-        extensions = PICTURES | (HEIF if chosen.with_heif else set())
-        folder = chosen_folder(chosen.folders, extensions, scratch)
-        cases = cases_of(folder, extensions, os.path.join(scratch, "cases"))
+        folder = chosen_folder(chosen.folders, PICTURES, scratch)
+        cases = cases_of(folder, PICTURES, os.path.join(scratch, "cases"))
         if chosen.plant:
             cases = plant.planted(cases)
         court.judge(cases)

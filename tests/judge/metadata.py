@@ -1,4 +1,4 @@
-"""What exiftool may find in a copy, what it must find there still, and what must be nowhere in it."""
+"""What exiftool may find in a copy, what it must find still, and what must be nowhere in it."""
 
 import re
 
@@ -50,7 +50,19 @@ ALLOWED = {
     "RIFF": """VP8Version ImageWidth ImageHeight HorizontalScale VerticalScale WebP_Flags
         BackgroundColor AnimationLoopCount FrameCount Duration AlphaPreprocessing AlphaFiltering
         AlphaCompression AlphaIsUsed""",
-    "Composite": "ImageSize Megapixels",
+    # An HEIF file's brands, codec configuration and item properties; exiftool knows no other group.
+    "QuickTime": """MajorBrand MinorVersion CompatibleBrands HandlerType HEVCConfigurationVersion
+        GeneralProfileSpace GeneralTierFlag GeneralProfileIDC GenProfileCompatibilityFlags
+        ConstraintIndicatorFlags GeneralLevelIDC MinSpatialSegmentationIDC ParallelismType
+        ChromaFormat BitDepthLuma BitDepthChroma AverageFrameRate ConstantFrameRate
+        NumTemporalLayers TemporalIDNested AV1ConfigurationVersion ChromaSamplePosition
+        ImageSpatialExtent ImagePixelDepth Rotation Mirroring CleanAperture PixelAspectRatio
+        ColorProfiles ColorPrimaries TransferCharacteristics MatrixCoefficients VideoFullRangeFlag
+        AuxiliaryImageType SeqProfile SeqLevelIdx0
+        SeqTier0 HighBitDepth TwelveBit InitialDelaySamples MediaDataSize MediaDataOffset MediaData
+        Unknown_imir Unknown_uncC Unknown_cmpd""",
+    "Meta": "PrimaryItemReference MetaImageSize",
+    "Composite": "ImageSize Megapixels Rotation",
 }
 ALLOWED = {group: set(names.split()) for group, names in ALLOWED.items()}
 ALLOWED["File"] = set(ALLOWED_FILE.split())
@@ -76,7 +88,7 @@ ANIMATION = {"AnimationIterations", "AnimationLoopCount", "Duration", "FrameCoun
 def is_allowed(entry, kind):
     if entry.group in OUTSIDE_GROUPS or entry.group.startswith("ICC"):
         return True
-    if entry.is_embedded:
+    if entry.is_embedded and kind != "heif":  # There, each item is a document to exiftool.
         return False
     if re.fullmatch(r"IFD\d+", entry.group):
         return entry.name in (ALLOWED_TIFF if kind == "tiff" else ALLOWED_EXIF)
@@ -105,7 +117,10 @@ def _structure(entries, kind):
 
 
 def lost_structure(original_entries, copy_entries, kind, frames):
-    """Sentences on structure that changed: size, depth, colour type, compression, animation."""
+    """Sentences on structure that changed: size, depth, colour type, compression, animation. An
+    HEIF file loses the structure of thumbnails, too; its decoders tell what is left."""
+    if kind == "heif":
+        return []
     before, after = _structure(original_entries, kind), _structure(copy_entries, kind)
     is_linked = any(entry.name == "LinkedProfileName" for entry in original_entries)
     problems = []
@@ -124,8 +139,11 @@ def _short(values):
     return "absent" if values is None else str(values)[:60]
 
 
-def orientation(entries):
-    """Which way is up, by the picture's own Exif or TIFF fields; the normal way when unsaid."""
+def orientation(entries, kind):
+    """Which way is up, by the picture's own Exif or TIFF fields; the normal way when unsaid. In
+    HEIF a property turns the picture, whatever Exif says, and decoders apply it."""
+    if kind == "heif":
+        return "1"
     for entry in entries:
         if entry.group == "IFD0" and entry.name == "Orientation" and not entry.is_embedded:
             return entry.values[0] if entry.values[0] in list("2345678") else "1"
@@ -180,6 +198,13 @@ def _positive(numbers, units, default):
     return (round(x, 3), round(y, 3), unit) if x > 0 and y > 0 else None
 
 
+def same_profiles(was, now, kind):
+    """An HEIF file has one for each item, thumbnails among them."""
+    if kind == "heif":
+        return set(now) <= set(was) and bool(now) == bool(was)
+    return was == now
+
+
 def same_resolution(was, now):
     """Silence means square samples."""
     square = (None, ("proportion", 1.0))
@@ -194,6 +219,7 @@ CRITICS = {
     "gif": [("gifsicle", "--info", "-o", "/dev/null")],
     "webp": [("webpinfo", "-quiet"), ("exiv2", "-pS")],
     "tiff": [("tiffinfo",), ("exiv2", "-pS")],
+    "heif": [("heif-info",)],
 }
 
 
@@ -261,7 +287,8 @@ def _probes(binary):
     if len(binary) <= 4 * PROBE_BYTES:
         return [binary] if _is_telling(binary) else []
     starts = [len(binary) * part // 10 for part in (6, 7, 9)]
-    return [p for p in (binary[s : s + PROBE_BYTES] for s in starts) if len(set(p)) >= PROBE_VARIETY]
+    probes = [binary[start : start + PROBE_BYTES] for start in starts]
+    return [probe for probe in probes if len(set(probe)) >= PROBE_VARIETY]
 
 
 def _is_telling(needle):

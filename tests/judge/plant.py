@@ -44,7 +44,8 @@ def _with_exiftool(paths):
     """One process for all files; a tag that a file cannot take is passed over."""
     tags = [f"-{tag}={SECRET}" for tag in TEXT_TAGS]
     tags += [f"-GPSLatitude={LATITUDE}", f"-GPSLongitude={LONGITUDE}", "-GPSLongitudeRef=W"]
-    tags += ["-GPSLatitudeRef=S", "-GPSDateStamp=2023:07:14", "-DateTimeOriginal=2023:07:14 18:02:11"]
+    tags += ["-GPSLatitudeRef=S", "-GPSDateStamp=2023:07:14"]
+    tags += ["-DateTimeOriginal=2023:07:14 18:02:11"]
     secret = os.path.join(os.path.dirname(paths[0]), "secret.bin")
     with open(secret, "wb") as file:
         file.write(b"\xff\xd8\xff\xe0" + SECRET.encode() * 20 + b"\xff\xd9")
@@ -110,7 +111,8 @@ def _in_gif(data, text):
     """A comment, a plain text and two application blocks before the first frame; a trailer."""
     table = 3 << (data[10] & 7) + 1 if data[10] & 0x80 else 0
     body = bytes([len(text)]) + text + b"\0"
-    blocks = b"\x21\xfe" + body + b"\x21\xff\x0bSECRETS 1.0" + body + b"\x21\xff\x0bXMP DataXMP" + body
+    blocks = b"\x21\xfe" + body
+    blocks += b"\x21\xff\x0bSECRETS 1.0" + body + b"\x21\xff\x0bXMP DataXMP" + body
     blocks += b"\x21\x01\x0c" + bytes(12) + body + b"\x21\x77" + body
     return b"GIF89a" + data[6 : 13 + table] + blocks + data[13 + table :] + text
 
@@ -118,7 +120,8 @@ def _in_gif(data, text):
 def _in_webp(data, text):
     """Chunks of unknown and of known names at the end, and bytes after it."""
     text += b"" if len(text) % 2 == 0 else b"."
-    chunks = b"".join(k + len(text).to_bytes(4, "little") + text for k in (b"NPLT", b"IART", b"META"))
+    chunk = len(text).to_bytes(4, "little") + text
+    chunks = b"".join(kind + chunk for kind in (b"NPLT", b"IART", b"META"))
     length = int.from_bytes(data[4:8], "little")
     body = data[8 : 8 + length] + chunks
     return b"RIFF" + len(body).to_bytes(4, "little") + body + text

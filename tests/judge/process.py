@@ -83,7 +83,8 @@ def _close_all_but(*kept):
 def _serve(requests, answers):
     for line in requests:
         request = json.loads(line)
-        print(json.dumps(_measured(request["arguments"], request["limit"])), file=answers, flush=True)
+        answer = _measured(request["arguments"], request["limit"])
+        print(json.dumps(answer), file=answers, flush=True)
 
 
 def _measured(arguments, limit_seconds):

@@ -10,7 +10,11 @@ from case import Case, Programs
 
 # How a stand-in cleans, and the beginnings of sentences that must be said of each of its copies.
 WRONGS = {
-    "copy": ("left in the copy: IFD0:Artist", "the copy holds GPS:GPSMapDatum", "revealing the copy"),
+    "copy": (
+        "left in the copy: IFD0:Artist",
+        "the copy holds GPS:GPSMapDatum",
+        "revealing the copy",
+    ),
     "pixels": ("frame 0: pixels changed",),
     "profile": ("the colour profile changed",),
     "harm": ("the original was changed: bytes",),
@@ -47,7 +51,8 @@ def _missed(way, sentences, nullprint, court_of, folder, scratch):
         unsaid = [s for s in sentences if not any(p.startswith(s) for p in case.problems)]
         wrong = unsaid or (case.problems if not way else [])
         missed += bool(wrong)
-        print(f"{way or 'the program itself'}, {case.name}: " + (_told(unsaid, case) if wrong else "ok"))
+        verdict = _told(unsaid, case) if wrong else "ok"
+        print(f"{way or 'the program itself'}, {case.name}: {verdict}")
     return missed
 
 

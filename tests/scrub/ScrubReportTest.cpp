@@ -105,7 +105,7 @@ TEST(Scrub, readsOnlyRegularFiles)
 TEST(Scrub, leavesNothingWhenThePictureCannotBeWritten)
 {
     const Folder folder;
-    const Bytes png = fileBytes(std::string(NULLPRINT_TEST_DATA) + "/png/cut-in-pixels.png");
+    const Bytes png = fileBytes(std::string(NULLPRINT_TEST_DATA) + "/png/bad/cut-in-pixels.png");
     EXPECT_EQ(messageOf(folder.put("cut.png", png)), "failed: Couldn’t write the cleaned image.");
     EXPECT_EQ(folder.names(), std::vector<std::string>{"cut.png"});
 }

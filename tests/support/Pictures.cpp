@@ -157,7 +157,7 @@ std::optional<Bytes> exercise(ByteSpan bytes)
         return std::nullopt;
     EXPECT_TRUE(blocks.ok());
     const auto again = cleaned(copy.value());
-    EXPECT_TRUE(again.ok());
+    EXPECT_TRUE(again.ok()) << again.error().what << " at " << again.error().offset;
     EXPECT_TRUE(!again.ok() || again.value() == copy.value());
     return std::move(copy).value();
 }
