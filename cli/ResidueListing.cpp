@@ -4,8 +4,10 @@
 #include "cli/PackageAudit.h"
 #include "engine/image/ImageSource.h"
 #include "engine/image/XMP.h"
+#include "engine/pdf/PDFDocument.h"
 #include "engine/scrub/FileTypes.h"
-#include "engine/support/FileSource.h"
+
+#include <algorithm>
 
 namespace nullprint {
 namespace {
@@ -70,6 +72,26 @@ Findings probeImage(const FileURL& url)
     return findings;
 }
 
+// A copy may have these (ISO 32000-2, 14.3.3): they tell nothing of the original.
+constexpr std::array<std::string_view, 3> expectedKeys{"Producer", "CreationDate", "ModDate"};
+
+Findings probePDF(const FileURL& url)
+{
+    Findings findings;
+    const auto file = FileSource::open(url.path());
+    const auto facts = file.ok() ? pdf::factsOf(*file.value()) : std::nullopt;
+    if (!facts)
+        return findings;
+    for (const pdf::Attribute& attribute : facts->attributes) {
+        const auto isIn = [&attribute](std::string_view expected) {
+            return attribute.key.find(expected) != std::string::npos;
+        };
+        if (std::ranges::none_of(expectedKeys, isIn))
+            findings.push_back("PDF " + attribute.key + "=" + attribute.text);
+    }
+    return findings;
+}
+
 } // namespace
 
 void listResidue(const FileURL& url)
@@ -81,10 +103,11 @@ void listResidue(const FileURL& url)
     case FileKind::image:
         findings = probeImage(url);
         break;
+    case FileKind::pdf:
+        findings = probePDF(url);
+        break;
     case FileKind::office:
         findings = auditOfficePackage(url);
-        break;
-    case FileKind::pdf: // Without a way to open them, documents have no findings.
         break;
     case FileKind::legacyOffice:
     case FileKind::other:

@@ -2,11 +2,14 @@
 // the menu-bar application.
 #include "cli/Options.h"
 
+#include <csignal>
 #include <cstdio>
 #include <span>
 
 int main(int argc, char** argv)
 {
+    // Whoever started this may have it ignored, and then no process tells how it ended.
+    std::signal(SIGCHLD, SIG_DFL);
     const std::span arguments(argv, static_cast<std::size_t>(argc));
     if (arguments.size() > 1) {
         const std::vector<std::string> files(arguments.begin() + 2, arguments.end());

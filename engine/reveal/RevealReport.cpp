@@ -2,6 +2,7 @@
 
 #include "engine/reveal/ImageInspector.h"
 #include "engine/reveal/OfficeInspector.h"
+#include "engine/reveal/PDFInspector.h"
 #include "engine/scrub/FileTypes.h"
 
 namespace nullprint {
@@ -20,10 +21,8 @@ RevealReport revealFile(const FileURL& url)
     switch (kind) {
     case FileKind::image:
         return inspectImage(url);
-    case FileKind::pdf: // Documents have no inspector yet: none can be opened.
-        return withNote(url,
-                        "PDF",
-                        "Couldn’t open this PDF (it may be damaged or password-protected).");
+    case FileKind::pdf:
+        return inspectPDF(url);
     case FileKind::office:
         return inspectOfficeDocument(url);
     case FileKind::legacyOffice:

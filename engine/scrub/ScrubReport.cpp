@@ -3,6 +3,7 @@
 #include "engine/scrub/FileTypes.h"
 #include "engine/scrub/ImageCleaner.h"
 #include "engine/scrub/OfficeCleaner.h"
+#include "engine/scrub/PDFCleaner.h"
 
 namespace nullprint {
 namespace {
@@ -28,8 +29,8 @@ ScrubReport scrubFile(const FileURL& url)
     switch (type.kind) {
     case FileKind::image:
         return {url, scrubImage(url)};
-    case FileKind::pdf: // These have no cleaner yet: none of them can be opened.
-        return {url, Failed{"Couldn’t open the PDF (it may be damaged or password-protected)."}};
+    case FileKind::pdf:
+        return {url, scrubPDF(url)};
     case FileKind::office:
         return {url, scrubOffice(url)};
     case FileKind::legacyOffice:

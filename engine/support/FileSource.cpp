@@ -28,7 +28,11 @@ int openForReading(const std::string& path)
 
 Result<std::unique_ptr<FileSource>> FileSource::open(const std::string& path)
 {
-    const int file = openForReading(path);
+    return of(openForReading(path));
+}
+
+Result<std::unique_ptr<FileSource>> FileSource::of(int file)
+{
     if (file < 0)
         return Error{"cannot open the file"};
     std::unique_ptr<FileSource> source(new FileSource(file));

@@ -15,6 +15,8 @@ class FileSource final : public ByteSource {
 public:
     // Fails on anything but a regular file; never waits for one (a pipe, a device).
     static Result<std::unique_ptr<FileSource>> open(const std::string& path);
+    // Takes over a file that is open for reading.
+    static Result<std::unique_ptr<FileSource>> of(int file);
     ~FileSource() override;
 
     std::uint64_t size() const override { return sizeBytes; }

@@ -63,4 +63,19 @@ inline constexpr std::size_t itemLinks = std::size_t{1024} * 1024;
 // How many Exif items of one HEIF file are looked into. A picture has one.
 inline constexpr std::size_t exifItems = 16;
 
+// How deep the tree of a PDF's pages may be. Balanced trees of a million pages have ten levels.
+inline constexpr std::size_t pageTreeDepth = 1000;
+
+// What the process that looks at a PDF may use: so much, and so many times the size of the file.
+// Packed objects become ten times their size when they are unpacked, and as much again as values.
+inline constexpr std::uint64_t documentMemoryBytes = 512UL * 1024 * 1024;
+inline constexpr std::uint64_t documentMemoryFactor = 32;
+inline constexpr std::uint64_t documentOutputBytes = 64UL * 1024 * 1024;
+inline constexpr std::uint64_t documentOutputFactor = 16;
+
+// Processor time for a PDF: so many seconds, and one for so many bytes. A tenth of that is usual
+// on a slow machine.
+inline constexpr std::uint64_t documentSeconds = 10;
+inline constexpr std::uint64_t documentBytesPerSecond = 1024UL * 1024;
+
 } // namespace nullprint::limits

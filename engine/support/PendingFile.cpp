@@ -130,6 +130,21 @@ Result<Done> PendingFile::copyThroughMemory(ByteSource& source, ByteRange range)
     return Done{};
 }
 
+Result<Done> PendingFile::overwrite(std::uint64_t offset, ByteSpan bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written =
+            ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return Error{"the copy could not be written", offset};
+        bytes = bytes.subspan(static_cast<std::size_t>(written));
+        offset += static_cast<std::uint64_t>(written);
+    }
+    return Done{};
+}
+
 PendingFile::Outcome PendingFile::keep(const std::string& path, mode_t permissions)
 {
     const Outcome outcome = moveTo(path, permissions);

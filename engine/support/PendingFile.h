@@ -22,6 +22,11 @@ public:
     Result<Done> write(ByteSpan bytes) override;
     Result<Done> copy(ByteSource& source, ByteRange range) override;
 
+    // For a process that writes the file in place of this object. It can be read, too.
+    int descriptor() const { return file; }
+    // Replaces bytes that have been written by way of the descriptor.
+    Result<Done> overwrite(std::uint64_t offset, ByteSpan bytes);
+
     // What `keep` came to. A name that is taken can be followed by another try.
     enum class Outcome { kept, nameTaken, failed };
 

@@ -11,6 +11,7 @@ import zlib
 
 HERE = pathlib.Path(__file__).resolve().parent
 PROGRAM = pathlib.Path(os.environ["NULLPRINT"]).resolve()
+PDF_WORKER = "nullprint-pdf"  # Stands beside the program.
 SECONDS = 60
 
 
@@ -43,6 +44,7 @@ class ScratchTest(unittest.TestCase):
         shutil.copytree(HERE / "files", self.folder)
         self.program = self.root / "nullprint"
         shutil.copy(PROGRAM, self.program)
+        shutil.copy(PROGRAM.with_name(PDF_WORKER), self.root)
 
     def run_program(self, *arguments, **options):
         """Runs it in the folder. Standard error must stay empty."""

@@ -1,0 +1,197 @@
+#include "engine/pdf/worker/Metadata.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace nullprint::pdf {
+namespace {
+
+// ISO 32000-2, table 15. Any other entry is some program's own: checksums of the original, the
+// document in another format.
+constexpr std::array keptTrailerKeys{"/Root", "/Size", "/Encrypt", "/ID"};
+
+// In whatever dictionary they are (ISO 32000-2, 14.3.2 and 14.5).
+constexpr std::array removedKeys{"/Metadata", "/PieceInfo", "/LastModified"};
+
+constexpr std::array clearedAnnotationKeys{"/T", "/M", "/CreationDate", "/Subj"};
+
+// ISO 32000-2, 12.5 and 13, without `NM`; of others' there are `Rotate` and `DR`. Editors keep more
+// than these with an annotation: its author, times and identifiers once again.
+// clang-format off
+constexpr auto keptAnnotationKeys = std::to_array<std::string_view>({
+    "/3DA", "/3DB", "/3DD", "/3DI", "/3DU", "/3DV", "/A", "/AA", "/AF", "/AP", "/AS",
+    "/AnnotStates", "/BE", "/BM", "/BS", "/Border", "/C", "/CA", "/CL", "/CO", "/CP", "/Cap",
+    "/Contents", "/CreationDate", "/DA", "/DR", "/DS", "/Dest", "/ExData", "/F", "/FS",
+    "/FixedPrint", "/FontFauxing", "/H", "/IC", "/IRT", "/IT", "/InkList", "/L", "/LE", "/LL",
+    "/LLE", "/LLO", "/Lang", "/M", "/MK", "/MN", "/Measure", "/Movie", "/Name", "/OC", "/Open",
+    "/OverlayText", "/P", "/PA", "/Parent", "/Path", "/Popup", "/Projection", "/Q", "/QuadPoints",
+    "/RC", "/RD", "/RO", "/RT", "/Rect", "/Repeat", "/RichMediaContent", "/RichMediaSettings",
+    "/Rotate", "/Sound", "/State", "/StateModel", "/StructParent", "/Subj", "/Subtype", "/Sy", "/T",
+    "/Type", "/Version", "/Vertices", "/ca",
+});
+// clang-format on
+
+bool isName(QPDFObjectHandle value, const char* name)
+{
+    return value.isNameAndEquals(name);
+}
+
+void clearAnnotation(QPDFObjectHandle annotation)
+{
+    if (!annotation.isDictionary() || isWidget(annotation))
+        return;
+    for (const char* key : clearedAnnotationKeys)
+        annotation.replaceKey(key, QPDFObjectHandle::newString(""));
+    annotation.removeKey("/NM");
+    // What is also a field of a form, though no page shows it as one, has keys of its own.
+    if (annotation.hasKey("/FT") || annotation.hasKey("/Kids"))
+        return;
+    for (const std::string& key : annotation.getKeys()) {
+        if (std::ranges::find(keptAnnotationKeys, key) == keptAnnotationKeys.end())
+            annotation.removeKey(key);
+    }
+}
+
+// No page needs to show an annotation for its author to be in the file.
+bool isAnnotation(QPDFObjectHandle dictionary)
+{
+    return isName(dictionary.getKey("/Type"), "/Annot") ||
+           isName(dictionary.getKey("/Subtype"), "/Popup");
+}
+
+void cleanTrailer(QPDFObjectHandle trailer)
+{
+    for (const std::string& key : trailer.getKeys()) {
+        if (std::ranges::find(keptTrailerKeys, key) == keptTrailerKeys.end())
+            trailer.removeKey(key);
+    }
+}
+
+// Articles have an information dictionary of their own (ISO 32000-2, table 162); pages taken from
+// the web tell what was asked of whom (ISO 32000-1, 14.10).
+void cleanCatalogue(QPDFObjectHandle catalogue)
+{
+    catalogue.removeKey("/SpiderInfo");
+    QPDFObjectHandle names = catalogue.getKey("/Names");
+    if (names.isDictionary()) {
+        names.removeKey("/IDS");
+        names.removeKey("/URLS");
+    }
+    for (QPDFObjectHandle thread : catalogue.getKey("/Threads").aitems()) {
+        if (thread.isDictionary())
+            thread.removeKey("/I");
+    }
+}
+
+// A form of the XML kind is a list of names and parts. One part is the metadata.
+void cleanForm(QPDFObjectHandle form)
+{
+    QPDFObjectHandle parts =
+        form.isDictionary() ? form.getKey("/XFA") : QPDFObjectHandle::newNull();
+    if (!parts.isArray())
+        return;
+    for (int index = parts.getArrayNItems() - 2; index >= 0; --index) {
+        QPDFObjectHandle name = parts.getArrayItem(index);
+        if (name.isString() && name.getStringValue() == "xmpmeta") {
+            parts.eraseItem(index + 1);
+            parts.eraseItem(index);
+        }
+    }
+}
+
+void cleanAnnotations(PDFFile& file)
+{
+    for (QPDFObjectHandle annotation : file.annotations()) {
+        clearAnnotation(annotation);
+        clearAnnotation(annotation.getKey("/Popup"));
+        clearAnnotation(annotation.getKey("/IRT"));
+    }
+}
+
+// A name of some company's own begins with four letters that are registered for it (ISO 32000-2,
+// annex E). TeX has its own way of writing them.
+bool isPrivateKey(const std::string& key)
+{
+    constexpr std::size_t prefix = 5;
+    const auto isCapital = [](char letter) { return letter >= 'A' && letter <= 'Z'; };
+    return key.size() > prefix && std::string_view("_:.").find(key[prefix]) != std::string::npos &&
+           std::ranges::all_of(std::string_view(key).substr(1, prefix - 1), isCapital);
+}
+
+// Elsewhere, in resources for one, keys are names that pages refer to.
+bool mayHavePrivateKeys(QPDFObjectHandle dictionary)
+{
+    const QPDFObjectHandle type = dictionary.getKey("/Type");
+    return isName(type, "/Catalog") || isName(type, "/Page") || isName(type, "/XObject") ||
+           isName(dictionary.getKey("/Subtype"), "/Form");
+}
+
+void addIfDirect(QPDFObjectHandle part, std::vector<QPDFObjectHandle>& parts)
+{
+    if (!part.isIndirect() && (part.isArray() || part.isDictionary()))
+        parts.push_back(part);
+}
+
+// Cleans a dictionary, and adds the arrays and dictionaries that are part of it. Others are visited
+// by themselves.
+void cleanDictionary(QPDFObjectHandle dictionary, std::vector<QPDFObjectHandle>& parts)
+{
+    const auto isOneOf = [](const auto& keys, const std::string& key) {
+        return std::ranges::find(keys, key) != keys.end();
+    };
+    const bool losesPrivateKeys = mayHavePrivateKeys(dictionary);
+    // A copy of the entries, from which none vanishes on the way.
+    for (const auto& [key, value] : dictionary.getDictAsMap()) {
+        if (isOneOf(removedKeys, key) || (losesPrivateKeys && isPrivateKey(key)))
+            dictionary.removeKey(key);
+        else
+            addIfDirect(value, parts);
+    }
+    if (isAnnotation(dictionary))
+        clearAnnotation(dictionary);
+}
+
+bool isMetadataStream(QPDFObjectHandle dictionary)
+{
+    QPDFObjectHandle type = dictionary.getKey("/Type");
+    return isName(type, "/Metadata") ||
+           (type.isNull() && isName(dictionary.getKey("/Subtype"), "/XML"));
+}
+
+void cleanObject(PDFFile& file, QPDFObjectHandle object)
+{
+    if (object.isStream()) {
+        if (isMetadataStream(object.getDict())) {
+            file.document.replaceObject(object.getObjGen(), QPDFObjectHandle::newNull());
+            return;
+        }
+        object = object.getDict();
+    }
+    std::vector<QPDFObjectHandle> pending{object};
+    while (!pending.empty()) {
+        QPDFObjectHandle part = pending.back();
+        pending.pop_back();
+        if (part.isDictionary()) {
+            cleanDictionary(part, pending);
+        } else if (part.isArray()) {
+            for (const QPDFObjectHandle& item : part.aitems())
+                addIfDirect(item, pending);
+        }
+    }
+}
+
+} // namespace
+
+void removeMetadata(PDFFile& file)
+{
+    QPDFObjectHandle catalogue = file.document.getRoot();
+    cleanTrailer(file.document.getTrailer());
+    cleanCatalogue(catalogue);
+    cleanForm(catalogue.getKey("/AcroForm"));
+    cleanAnnotations(file);
+    for (const QPDFObjectHandle& object : file.document.getAllObjects())
+        cleanObject(file, object);
+}
+
+} // namespace nullprint::pdf

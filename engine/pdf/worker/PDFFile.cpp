@@ -1,0 +1,141 @@
+#include "engine/pdf/worker/PDFFile.h"
+
+#include <array>
+#include <qpdf/Pipeline.hh>
+#include <qpdf/QPDFLogger.hh>
+#include <qpdf/QPDFWriter.hh>
+#include <set>
+#include <stdexcept>
+
+namespace nullprint::pdf {
+namespace {
+
+// What the library writes, on its way to a sink.
+class Output final : public Pipeline {
+public:
+    explicit Output(ByteSink& sink)
+        : Pipeline("output", nullptr)
+        , sink(sink)
+    {
+    }
+
+    void write(unsigned char const* data, size_t length) override
+    {
+        if (!sink.write({data, length}).ok())
+            throw std::runtime_error("the copy could not be written");
+    }
+    void finish() override {}
+
+private:
+    ByteSink& sink;
+};
+
+// Where the library begins to look for pages: some catalogues name a page in place of the tree.
+QPDFObjectHandle topOfPages(QPDF& document)
+{
+    QPDFObjectHandle top = document.getRoot().getKey("/Pages");
+    for (std::size_t level = 0; top.isDictionary() && top.hasKey("/Parent"); ++level) {
+        if (level == limits::pageTreeDepth)
+            throw std::runtime_error("pages nested too deep");
+        top = top.getKey("/Parent");
+    }
+    return top;
+}
+
+// The library walks the tree by recursion. What would take it too deep is found out before.
+void checkPageTree(QPDF& document)
+{
+    struct Node {
+        QPDFObjectHandle object;
+        std::size_t level;
+    };
+    std::vector<Node> pending{{topOfPages(document), 0}};
+    std::set<QPDFObjGen> seen;
+    while (!pending.empty()) {
+        const auto [object, level] = pending.back();
+        pending.pop_back();
+        if (level == limits::pageTreeDepth)
+            throw std::runtime_error("pages nested too deep");
+        QPDFObjectHandle node = object;
+        if (!node.isDictionary() || !node.hasKey("/Kids"))
+            continue;
+        if (node.isIndirect() && !seen.insert(node.getObjGen()).second)
+            throw std::runtime_error("pages that hold themselves");
+        for (const QPDFObjectHandle& kid : node.getKey("/Kids").aitems())
+            pending.push_back({kid, level + 1});
+    }
+}
+
+} // namespace
+
+PDFFile::PDFFile(ByteSource& source)
+{
+    const auto logger = QPDFLogger::create();
+    logger->setInfo(logger->discard());
+    logger->setWarn(logger->discard());
+    logger->setError(logger->discard());
+    document.setLogger(logger);
+    document.setSuppressWarnings(true);
+    document.processInputSource(std::make_shared<Input>(source), "");
+    checkPageTree(document);
+    document.getAllPages(); // Throws on what the writer would stumble over.
+}
+
+bool isWidget(QPDFObjectHandle annotation)
+{
+    return annotation.getKey("/Subtype").isNameAndEquals("/Widget");
+}
+
+std::vector<QPDFObjectHandle> PDFFile::annotations()
+{
+    std::vector<QPDFObjectHandle> found;
+    // Pages may share their annotations. Looking at each once keeps the work as small as the file.
+    std::set<QPDFObjGen> seen;
+    for (QPDFObjectHandle page : document.getAllPages()) {
+        QPDFObjectHandle list = page.getKey("/Annots");
+        if (!list.isArray() || (list.isIndirect() && !seen.insert(list.getObjGen()).second))
+            continue;
+        for (QPDFObjectHandle annotation : list.aitems()) {
+            if (!annotation.isDictionary() || isWidget(annotation))
+                continue;
+            if (!annotation.isIndirect() || seen.insert(annotation.getObjGen()).second)
+                found.push_back(annotation);
+        }
+    }
+    return found;
+}
+
+// Up to revision 4, the key is made from the identifier (ISO 32000-2, 7.6.4.3.2).
+bool PDFFile::keyNeedsIdentifier()
+{
+    int revision = 0;
+    int permissions = 0;
+    return document.isEncrypted(revision, permissions) && revision < 5;
+}
+
+// The first part, which copies of a document have in common, becomes one that readers take for
+// none; the writer makes the second part a constant.
+void PDFFile::replaceIdentifier()
+{
+    if (keyNeedsIdentifier())
+        return;
+    constexpr std::size_t length = 16;
+    const auto none = QPDFObjectHandle::newString(std::string(length, '\0'));
+    document.getTrailer().replaceKey("/ID", QPDFObjectHandle::newArray({none, none}));
+}
+
+void PDFFile::write(ByteSink& sink)
+{
+    replaceIdentifier();
+    Output output(sink);
+    QPDFWriter writer(document);
+    writer.setOutputPipeline(&output);
+    writer.setStreamDataMode(qpdf_s_preserve);
+    writer.setObjectStreamMode(qpdf_o_disable);
+    // Where a metadata stream ends can then be told from its bytes alone.
+    writer.setNewlineBeforeEndstream(true);
+    writer.setStaticID(true);
+    writer.write();
+}
+
+} // namespace nullprint::pdf

@@ -1,0 +1,34 @@
+// A document that the PDF library has opened. Everything here throws what the library throws; the
+// operations of Work.h are where it ends.
+#pragma once
+
+#include "engine/pdf/worker/Input.h"
+#include "engine/support/ByteSink.h"
+
+#include <qpdf/QPDF.hh>
+
+namespace nullprint::pdf {
+
+class PDFFile {
+public:
+    // Opens with no password, and makes sure that there is a tree of pages which can be walked.
+    // `source` must outlive the file.
+    explicit PDFFile(ByteSource& source);
+
+    // The annotations of all pages other than form fields, each once.
+    std::vector<QPDFObjectHandle> annotations();
+
+    // Writes what can be reached, streams as they are, every object by itself.
+    void write(ByteSink& sink);
+
+    QPDF document;
+
+private:
+    bool keyNeedsIdentifier();
+    void replaceIdentifier();
+};
+
+// Whether a dictionary is a field of a form, as a page shows it.
+bool isWidget(QPDFObjectHandle annotation);
+
+} // namespace nullprint::pdf
