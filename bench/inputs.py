@@ -1,9 +1,10 @@
-"""Pictures of known sizes, made from a seed and kept until their folder is removed."""
+"""Pictures and documents of known sizes, made from a seed and kept until their folder is removed."""
 
 import os
 import random
 import struct
 import subprocess
+import zlib
 
 SEED = 20
 MEGABYTE = 1_000_000
@@ -130,3 +131,76 @@ def photos(folder, count, megabytes):
         if not os.path.exists(path):
             _run("cp", first, path)
     return paths
+
+
+def _pdf(path, bodies):
+    """A plain PDF of numbered objects; the first is the catalogue."""
+    with open(path, "wb") as file:
+        file.write(b"%PDF-1.4\n")
+        offsets = []
+        for number, body in enumerate(bodies, 1):
+            offsets.append(file.tell())
+            file.write(b"%d 0 obj\n%s\nendobj\n" % (number, body))
+        table = file.tell()
+        file.write(b"xref\n0 %d\n0000000000 65535 f \n" % (len(offsets) + 1))
+        file.writelines(b"%010d 00000 n \n" % offset for offset in offsets)
+        file.write(b"trailer\n<</Size %d/Root 1 0 R/Info 3 0 R>>\n" % (len(offsets) + 1))
+        file.write(b"startxref\n%d\n%%%%EOF\n" % table)
+
+
+def _stream(entries, data):
+    return b"<<%s/Length %d>>\nstream\n%s\nendstream" % (entries, len(data), data)
+
+
+def _document(pages):
+    """Catalogue, page tree, information and a font, then the objects of all pages. A page is a
+    list of bodies, its dictionary first; `%d` in that stands for the number of the next object."""
+    bodies, kids = [], []
+    for page in pages:
+        number = 5 + len(bodies)
+        kids.append(b"%d 0 R" % number)
+        bodies += [page[0] % (number + 1), *page[1:]]
+    return [
+        b"<</Type/Catalog/Pages 2 0 R>>",
+        b"<</Type/Pages/Count %d/Kids[%s]>>" % (len(kids), b" ".join(kids)),
+        b"<</Author(A. Writer)/Producer(Writer 1.0)>>",
+        b"<</Type/Font/Subtype/Type1/BaseFont/Helvetica>>",
+        *bodies,
+    ]
+
+
+def scan(folder, megabytes):
+    """A document of this many photos, about a megabyte each."""
+    path = os.path.join(folder, f"{megabytes}-MB-scan.pdf")
+    if not os.path.exists(path):
+        with open(picture(folder, "jpg", 1), "rb") as file:
+            photo = _stream(
+                b"/Type/XObject/Subtype/Image/Width 4000/Height 87/BitsPerComponent 8"
+                b"/ColorSpace/DeviceRGB/Filter/DCTDecode",
+                file.read(),
+            )
+        page = b"<</Type/Page/Parent 2 0 R/MediaBox[0 0 9 9]/Resources<</XObject<</I %d 0 R>>>>>>"
+        _pdf(path, _document([[page, photo]] * megabytes))
+    return path
+
+
+def text(folder, pages):
+    """A document of this many pages of text, with a link on each."""
+    path = os.path.join(folder, f"{pages}-pages.pdf")
+    if not os.path.exists(path):
+        maker = random.Random(SEED)
+        page = (
+            b"<</Type/Page/Parent 2 0 R/MediaBox[0 0 612 792]/Contents %d 0 R/Resources<</Font"
+            b"<</F 4 0 R>>>>/Annots[<</Type/Annot/Subtype/Link/Rect[9 9 99 99]/A<</S/URI"
+            b"/URI(http://example.org/)>>>>]>>"
+        )
+        lines = b"BT /F 9 Tf 50 750 Td 12 TL %s ET"
+        contents = (
+            lines % b"".join(b"(%s) Tj T* " % maker.randbytes(40).hex().encode() for _ in range(55))
+            for _ in range(pages)
+        )
+        _pdf(
+            path,
+            _document([page, _stream(b"/Filter/FlateDecode", zlib.compress(c))] for c in contents),
+        )
+    return path

@@ -23,6 +23,13 @@ CLEANED = (
 )
 PHOTOS, PHOTO_MEGABYTES, PHOTOS_TARGET = 200, 3, 1.8
 VERSION_TARGET = 6
+QPDF_SETTINGS = (
+    "--stream-data=preserve",
+    "--object-streams=disable",
+    "--newline-before-endstream",
+    "--static-id",
+)
+DOCUMENT_TARGET, REVEAL_TARGET = 1.2, 0.6
 SIZES = (1, 10, 100)
 
 
@@ -83,6 +90,25 @@ def cleaning(bench):
     row(name, *bench.against_copying(photos), PHOTOS_TARGET)
 
 
+def documents(bench):
+    """Against QPDF with the settings that ours is written with."""
+    heading("Documents", f"{'ms':>10}{'qpdf, ms':>10}{'ratio':>8}{'target':>8}")
+    made = (
+        ("scan, 50 MB", inputs.scan(bench.folder, 50)),
+        ("text, 5000 pages", inputs.text(bench.folder, 5000)),
+    )
+    for name, path in made:
+        copy = os.path.join(bench.copies, "copy.pdf")
+        clean, reveal, qpdf = bench.time(
+            [bench.program, "--scrub", path],
+            [bench.program, "--reveal", path],
+            ["qpdf", *QPDF_SETTINGS, path, copy],
+            removed=[path.removesuffix(".pdf") + " (scrubbed).pdf", copy],
+        )
+        row(name, clean[0], qpdf[0], DOCUMENT_TARGET)
+        row(f"{name}, reveal", reveal[0], qpdf[0], REVEAL_TARGET)
+
+
 def starting(bench):
     heading("Starting", f"{'ms':>10}{'true, ms':>10}{'ratio':>8}{'target':>8}")
     ours, theirs = bench.time([bench.program, "--version"], ["true"], rounds=301)
@@ -115,6 +141,7 @@ def main():
         pictures = [inputs.picture(bench.folder, e, m) for e, m, _ in CLEANED]
         return subprocess.run([bench.in_process, *pictures], check=False).returncode
     cleaning(bench)
+    documents(bench)
     starting(bench)
     sizes(bench, ("tif", "jpg"))
     return 0

@@ -54,6 +54,24 @@ Result<image::OutputPlan> planCopy(ByteSource& picture)
     return plan;
 }
 
+// Collects what a stream holds. The library's own way copies it three times.
+class Collector final : public Pipeline {
+public:
+    explicit Collector(std::uint64_t expected)
+        : Pipeline("picture", nullptr)
+    {
+        content.reserve(static_cast<std::size_t>(std::min(expected, limits::metadataBytes)));
+    }
+
+    void write(unsigned char const* data, size_t length) override
+    {
+        append(content, ByteSpan(data, length));
+    }
+    void finish() override {}
+
+    Bytes content;
+};
+
 class PipelineSink final : public ByteSink {
 public:
     explicit PipelineSink(Pipeline& pipeline)
@@ -92,8 +110,12 @@ public:
 
     void provideStreamData(QPDFObjGen const&, Pipeline* pipeline) override
     {
-        const auto data = original.getRawStreamData();
-        MemorySource picture(ByteSpan(data->getBuffer(), data->getSize()));
+        QPDFObjectHandle length = original.getDict().getKey("/Length");
+        Collector data(length.isInteger() ? length.getUIntValue() : 0);
+        bool isFiltered = false;
+        if (!original.pipeStreamData(&data, &isFiltered, 0, qpdf_dl_none))
+            throw std::runtime_error("a picture cannot be read");
+        MemorySource picture(data.content);
         const auto plan = planCopy(picture);
         PipelineSink sink(*pipeline);
         if (!plan.ok() || !plan.value().writeTo(sink, picture).ok())

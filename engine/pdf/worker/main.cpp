@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <malloc.h>
 #include <new>
 #include <string_view>
 #include <sys/prctl.h>
@@ -19,14 +20,25 @@ class StandardOutput final : public ByteSink {
 public:
     Result<Done> write(ByteSpan bytes) override
     {
-        append(gathered, bytes);
-        return gathered.size() < limits::windowBytes ? Done{} : flush();
+        if (gathered.size() + bytes.size() < limits::windowBytes) {
+            append(gathered, bytes);
+            return Done{};
+        }
+        NP_TRY(flush());
+        return writeAll(bytes);
     }
     Result<Done> copy(ByteSource&, ByteRange) override { return Error{"nothing is copied here"}; }
 
     Result<Done> flush()
     {
-        ByteSpan left = gathered;
+        NP_TRY(writeAll(gathered));
+        gathered.clear();
+        return Done{};
+    }
+
+private:
+    static Result<Done> writeAll(ByteSpan left)
+    {
         while (!left.empty()) {
             const ssize_t written = ::write(STDOUT_FILENO, left.data(), left.size());
             if (written < 0 && errno == EINTR)
@@ -35,11 +47,9 @@ public:
                 return Error{"the answer could not be written"};
             left = left.subspan(static_cast<std::size_t>(written));
         }
-        gathered.clear();
         return Done{};
     }
 
-private:
     Bytes gathered;
 };
 
@@ -66,6 +76,15 @@ void limitUse(std::uint64_t sizeBytes)
 #endif
     std::signal(SIGXFSZ, SIG_IGN); // Writing then fails with an error.
     std::set_new_handler(giveUp);
+}
+
+// One picture after the other is in memory. What one has had, the next one gets, without the system
+// taking it back and clearing it in between.
+void keepMemory()
+{
+    constexpr int most = 32 << 20; // What mallopt allows.
+    ::mallopt(M_MMAP_THRESHOLD, most);
+    ::mallopt(M_TRIM_THRESHOLD, 2 * most);
 }
 
 // If it crashes, no copy of the document is to lie about.
@@ -102,6 +121,7 @@ int main(int argc, char** argv)
 {
     using namespace nullprint;
     pdf::leaveNoTraces();
+    pdf::keepMemory();
     const std::span words(argv, static_cast<std::size_t>(argc));
     const auto source = FileSource::of(STDIN_FILENO);
     if (words.size() != 2 || !source.ok())
