@@ -1,6 +1,7 @@
 #include "cli/ResidueListing.h"
 
 #include "cli/Output.h"
+#include "cli/PackageAudit.h"
 #include "engine/image/ImageSource.h"
 #include "engine/image/XMP.h"
 #include "engine/pdf/PDFDocument.h"
@@ -105,7 +106,8 @@ void listResidue(const FileURL& url)
     case FileKind::pdf:
         findings = probePDF(url);
         break;
-    case FileKind::office: // Without a way to open them, packages have no findings.
+    case FileKind::office:
+        findings = auditOfficePackage(url);
         break;
     case FileKind::legacyOffice:
     case FileKind::other:

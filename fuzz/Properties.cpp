@@ -1,24 +1,12 @@
 #include "fuzz/Properties.h"
 
+#include "fuzz/Require.h"
 #include "fuzz/StrictSource.h"
-
-#include <cstdio>
-#include <cstdlib>
 
 namespace nullprint::fuzz {
 namespace {
 
 using namespace nullprint::image;
-
-void require(bool holds, const char* promise)
-{
-    if (holds)
-        return;
-    std::fputs("broken promise: ", stderr);
-    std::fputs(promise, stderr);
-    std::fputc('\n', stderr);
-    std::abort();
-}
 
 void checkBlocks(const Blocks& blocks, std::uint64_t size)
 {

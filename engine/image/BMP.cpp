@@ -4,6 +4,7 @@
 // BITMAPINFOHEADER2 of the OS/2 2.x Presentation Manager reference.
 #include "engine/image/BMP.h"
 
+#include "engine/image/ICC.h"
 #include "engine/image/JPEG.h"
 #include "engine/image/PNG.h"
 #include "engine/support/ByteCursor.h"
@@ -241,20 +242,12 @@ Result<Done> placeProfile(ByteSource& source, Layout& layout)
     return Done{};
 }
 
-// ICC.1, 7.2: a profile begins with its size and has "acsp" at 36. What is no profile cannot be
-// applied to colours, and what stands behind one is none of it.
-Result<Done> trimProfile(ByteSource& source, Layout& layout)
+// What is no profile cannot be applied to colours, and what stands behind one is none of it.
+void trimProfile(ByteSource& source, Layout& layout)
 {
     ByteRange& profile = layout.profile;
-    constexpr std::uint64_t smallest = 128 + 4;
-    std::uint64_t size = 0;
-    if (profile.length >= smallest) {
-        size = NP_TRY(ByteCursor(source, profile).u32());
-        if (!ByteCursor(source, {profile.offset + 36, 4}).startsWith("acsp"))
-            size = 0;
-    }
-    profile.length = size < smallest ? 0 : std::min(size, profile.length);
-    return Done{};
+    const std::uint64_t size = profileBytes(ByteCursor(source, profile)).value_or(0);
+    profile.length = std::min(size, profile.length);
 }
 
 // Rows are filled up to four bytes.
@@ -393,7 +386,7 @@ Result<Layout> readLayout(ByteSource& source)
     NP_TRY(placeTables(layout));
     NP_TRY(placeProfile(source, layout));
     layout.pixels = NP_TRY(placePixels(source, layout));
-    NP_TRY(trimProfile(source, layout));
+    trimProfile(source, layout);
     return layout;
 }
 

@@ -53,11 +53,12 @@ Value degrees(Value value)
     if (const double* whole = std::get_if<double>(&value))
         return *whole;
     const auto* parts = std::get_if<Numbers>(&value);
-    if (parts == nullptr || parts->size() > 3)
+    if (parts == nullptr)
         return Opaque{};
+    constexpr std::size_t most = 3; // Readers pass over what stands behind the seconds.
     double total = 0;
     double scale = 1;
-    for (const double part : *parts) {
+    for (const double part : std::span(*parts).first(std::min(most, parts->size()))) {
         total += part / scale;
         scale *= 60;
     }
@@ -221,7 +222,7 @@ void readEXIFBlock(ByteSource& source, ByteRange block, Properties& properties)
 
 std::optional<std::uint16_t> turnedOrientation(const Properties& properties)
 {
-    const auto stored = properties.number(Group::tiff, tag::orientation);
+    const auto stored = properties.firstNumber(Group::tiff, tag::orientation);
     if (!stored || *stored < 2 || *stored > 8 || *stored != std::floor(*stored))
         return std::nullopt;
     return static_cast<std::uint16_t>(*stored);

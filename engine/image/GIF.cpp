@@ -3,6 +3,7 @@
 #include "engine/image/GIF.h"
 
 #include "engine/image/CleaningPolicy.h"
+#include "engine/image/ICC.h"
 #include "engine/support/ByteCursor.h"
 
 #include <algorithm>
@@ -99,11 +100,10 @@ std::optional<ByteRange> loopIn(ByteCursor cursor)
     }
 }
 
-// The size that a profile says it has, when the data begins like one (ICC.1, 7.2).
+// The size that a profile says it has, when the data begins like one.
 std::optional<std::uint32_t> profileSizeIn(ByteSource& source, ByteCursor cursor)
 {
-    constexpr std::size_t headBytes = 40; // The signature "acsp" ends here.
-    constexpr std::uint32_t smallest = 128 + 4;
+    constexpr std::size_t headBytes = 40; // As far as profiles are looked into.
     Bytes head;
     while (head.size() < headBytes) {
         const auto piece = nextSubBlock(cursor);
@@ -115,10 +115,7 @@ std::optional<std::uint32_t> profileSizeIn(ByteSource& source, ByteCursor cursor
         append(head, bytes.value());
     }
     MemorySource memory(head);
-    const auto size = ByteCursor(memory).u32();
-    const bool isProfile =
-        ByteCursor(memory, {36, 4}).startsWith("acsp") && size.value() >= smallest;
-    return isProfile ? std::optional(size.value()) : std::nullopt;
+    return profileBytes(ByteCursor(memory));
 }
 
 // 26. An extension that does not hold what its name promises is another application's.

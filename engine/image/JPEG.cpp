@@ -6,11 +6,11 @@
 #include "engine/image/CleaningPolicy.h"
 #include "engine/image/EXIF.h"
 #include "engine/image/IPTC.h"
+#include "engine/image/JPEGResolution.h"
 #include "engine/support/ByteCursor.h"
 #include "engine/support/FindBytes.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace nullprint::image {
 namespace {
@@ -46,7 +46,7 @@ struct SegmentName {
 
 // An application segment is what its first bytes say; one that is not named here is `application`.
 constexpr std::array segmentNames{
-    SegmentName{0xE0, {"JFIF\0", 5}, BlockKind::resolution},            // JFIF 10.1; see `planJPEG`
+    SegmentName{0xE0, {"JFIF\0", 5}, BlockKind::resolution},            // JFIF 10.1; written fresh
     SegmentName{0xE0, {"JFXX\0", 5}, BlockKind::thumbnail},             // JFIF 10.2
     SegmentName{0xE1, {"Exif\0", 5}, BlockKind::exif},                  // Exif 4.5.4
     SegmentName{0xE1, "http://ns.adobe.com/", BlockKind::xmp},          // ISO 16684-3, 1.1.3
@@ -335,23 +335,10 @@ template <typename Visit> Result<Ending> walk(ByteSource& source, Extent extent,
     return Ending{.hasMark = true, .trailer = cursor.rest()};
 }
 
-// What decides how a decoder turns components into colours, and what else the copy is made from.
-struct Facts {
-    Byte frameMarker = 0;
-    std::uint8_t precision = 0; // Bits a sample.
-    std::uint8_t components = 0;
-    bool hasScan = false;
-    bool isHierarchical = false;      // There will be several frames (B.3.2).
-    bool hasUsualNames = false;       // The components are called 1, 2, 3 or 0, 1, 2.
-    std::optional<Byte> transform;    // T.872, 6.5.3; of the last Adobe segment.
-    std::optional<ByteRange> density; // JFIF 10.1: units, then two 16-bit densities.
-};
-
 constexpr std::uint64_t jfifBytes = 14; // Payloads; shorter ones mean nothing to any decoder.
 constexpr std::uint64_t adobeBytes = 12;
-constexpr std::uint16_t unitless = 1; // TIFF 6.0, ResolutionUnit: only the proportion counts.
 
-Result<Done> noteFrame(ByteSource& source, const Segment& segment, Facts& facts)
+Result<Done> noteFrame(ByteSource& source, const Segment& segment, JPEGFacts& facts)
 {
     if (facts.frameMarker != 0)
         return Error{"a second frame header", segment.whole.offset};
@@ -364,7 +351,7 @@ Result<Done> noteFrame(ByteSource& source, const Segment& segment, Facts& facts)
     return Done{};
 }
 
-Result<Done> noteFacts(ByteSource& source, const Segment& segment, Facts& facts)
+Result<Done> noteFacts(ByteSource& source, const Segment& segment, JPEGFacts& facts)
 {
     const ByteRange& payload = segment.payload;
     if (isStartOfFrame(segment.marker))
@@ -381,70 +368,15 @@ Result<Done> noteFacts(ByteSource& source, const Segment& segment, Facts& facts)
 
 // Only what stands before the first scan counts: there a decoder decides. Where a segment is
 // repeated, the last one does.
-Result<Facts> gatherFacts(ByteSource& source)
+Result<JPEGFacts> gatherFacts(ByteSource& source)
 {
-    Facts facts;
+    JPEGFacts facts;
     NP_TRY(walk(source, Extent::head, [&](const Segment& segment) {
         return noteFacts(source, segment, facts);
     }));
     if (facts.frameMarker == 0 || !facts.hasScan)
         return Error{"no frame or no scan"};
     return facts;
-}
-
-// A JFIF block says that the samples have eight bits and that three components are YCbCr (JFIF
-// 6.1). It can be added where every decoder takes them for that without it.
-bool canBecomeJFIF(const Facts& facts)
-{
-    const bool isOrdinary = facts.frameMarker <= 0xC2 || facts.frameMarker == 0xC9 ||
-                            facts.frameMarker == 0xCA; // DCT, sequential or progressive
-    if (!isOrdinary || facts.isHierarchical || facts.precision != 8)
-        return false;
-    if (facts.components == 3)
-        return facts.transform ? *facts.transform == 1 : facts.hasUsualNames;
-    return facts.components == 1;
-}
-
-bool fitsJFIF(const Resolution& resolution)
-{
-    const auto fits = [](double density) {
-        return density >= 1 && density <= 65535 && density == std::floor(density);
-    };
-    return fits(resolution.x) && fits(resolution.y);
-}
-
-Bytes densityOf(const Resolution& resolution)
-{
-    constexpr std::array<Byte, 4> units{0, 0, 1, 2}; // TIFF's none, inch, centimetre.
-    Bytes density{units.at(resolution.unit)};
-    append16(density, static_cast<std::uint16_t>(std::lround(resolution.x)), ByteOrder::big);
-    append16(density, static_cast<std::uint16_t>(std::lround(resolution.y)), ByteOrder::big);
-    return density;
-}
-
-void writeSegment(OutputPlan& plan, Byte code, ByteSpan payload)
-{
-    Bytes head{0xFF, code};
-    append16(head, static_cast<std::uint16_t>(payload.size() + 2), ByteOrder::big);
-    plan.write(head);
-    plan.write(payload);
-}
-
-void writeJFIF(OutputPlan& plan, ByteSpan density)
-{
-    Bytes payload;
-    append(payload, std::string_view("JFIF\0\x01\x01", 7));
-    append(payload, density);
-    append(payload, std::string_view("\0\0", 2)); // No thumbnail.
-    writeSegment(plan, 0xE0, payload);
-}
-
-void writeEXIF(OutputPlan& plan, ByteSpan structure)
-{
-    Bytes payload;
-    append(payload, std::string_view("Exif\0\0", 6));
-    append(payload, structure);
-    writeSegment(plan, 0xE1, payload);
 }
 
 // The image resources in a Photoshop segment. A run of them may be spread over several segments.
@@ -475,44 +407,6 @@ Properties readProperties(ByteSource& source, std::uint32_t)
     static_cast<void>(walk(source, Extent::head, visit).ok());
     readPhotoshopResources(resources, properties);
     return properties;
-}
-
-// Whether a JFIF density says nothing that Exif's resolution could contradict: it has no unit, or
-// no value, and pixels are square.
-bool isEmptyDensity(ByteSpan density)
-{
-    const bool hasUnit = density[0] != 0;
-    const bool hasValues = (density[1] | density[2]) != 0 && (density[3] | density[4]) != 0;
-    const bool isSquare = density[1] == density[3] && density[2] == density[4];
-    return !hasValues || (!hasUnit && isSquare);
-}
-
-// Resolution and orientation, in the few bytes that are written fresh. A density in JFIF stays as
-// it is. What Exif says of the resolution moves into JFIF where that said nothing, unless that
-// would change the colours or the numbers; otherwise it stays in Exif, which many readers prefer,
-// as long as it says something else.
-Result<Done> planFreshSegments(ByteSource& source, const Facts& facts, OutputPlan& plan)
-{
-    const Properties properties = readProperties(source, 0);
-    std::optional<Resolution> resolution = storedResolution(properties);
-    Bytes density;
-    if (facts.density)
-        density = NP_TRY(source.copyOf(*facts.density));
-    if (resolution && fitsJFIF(*resolution)) {
-        const Bytes wanted = densityOf(*resolution);
-        const bool moves = facts.density ? isEmptyDensity(density) && resolution->unit != unitless
-                                         : canBecomeJFIF(facts);
-        if (moves)
-            density = wanted;
-        if (density == wanted)
-            resolution.reset();
-    }
-    if (!density.empty())
-        writeJFIF(plan, density);
-    const auto orientation = turnedOrientation(properties);
-    if (orientation || resolution)
-        writeEXIF(plan, freshEXIF(orientation, resolution));
-    return Done{};
 }
 
 Result<Done> planSegment(ByteSource& source, const Segment& segment, bool sawScan, OutputPlan& plan)
@@ -557,7 +451,7 @@ Result<std::uint32_t> countFrames(ByteSource& source)
 
 Result<OutputPlan> planCleanCopy(ByteSource& source)
 {
-    const Facts facts = NP_TRY(gatherFacts(source));
+    const JPEGFacts facts = NP_TRY(gatherFacts(source));
     OutputPlan plan;
     bool sawScan = false;
     const auto visit = [&](const Segment& segment) -> Result<Done> {
@@ -566,8 +460,9 @@ Result<OutputPlan> planCleanCopy(ByteSource& source)
             return Error{"a frame behind the picture", segment.whole.offset};
         NP_TRY(planSegment(source, segment, sawScan, plan));
         sawScan = sawScan || segment.marker == marker::startOfScan;
-        return segment.marker == marker::startOfImage ? planFreshSegments(source, facts, plan)
-                                                      : Result<Done>(Done{});
+        return segment.marker == marker::startOfImage
+                   ? planFreshSegments(source, readProperties(source, 0), facts, plan)
+                   : Result<Done>(Done{});
     };
     const Ending ending = NP_TRY(walk(source, Extent::whole, visit));
     if (!ending.hasMark)

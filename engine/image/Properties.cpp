@@ -26,6 +26,12 @@ std::optional<double> Properties::number(Group group, std::uint16_t tag) const
     return number != nullptr ? std::optional(*number) : std::nullopt;
 }
 
+std::optional<double> Properties::firstNumber(Group group, std::uint16_t tag) const
+{
+    const auto* numbers = std::get_if<Numbers>(find(group, tag));
+    return numbers != nullptr && !numbers->empty() ? numbers->front() : number(group, tag);
+}
+
 std::size_t Properties::count(Group group) const
 {
     return static_cast<std::size_t>(std::ranges::count(properties, group, [](const auto& property) {

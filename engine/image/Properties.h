@@ -57,6 +57,9 @@ public:
     std::optional<std::string> text(Group group, std::uint16_t tag) const;
     std::optional<double> number(Group group, std::uint16_t tag) const;
 
+    // The number, or the first of several, for fields that some writers store more than once.
+    std::optional<double> firstNumber(Group group, std::uint16_t tag) const;
+
     // How many different fields the group has.
     std::size_t count(Group group) const;
 

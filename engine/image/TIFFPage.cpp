@@ -1,6 +1,7 @@
 #include "engine/image/TIFFPage.h"
 
 #include "engine/image/CleaningPolicy.h"
+#include "engine/image/ICC.h"
 #include "engine/image/JPEG.h"
 #include "engine/image/TIFFTags.h"
 
@@ -158,18 +159,10 @@ private:
         return row.isVital || (row.kind == BlockKind::palette && isPalette);
     }
 
-    // ICC.1, 7.2: a profile begins with its size and has "acsp" at 36.
     std::uint64_t profileLength(const Field& field) const
     {
-        constexpr std::uint64_t headBytes = 128;
-        if (field.count < headBytes)
-            return 0;
-        ByteCursor head(source, {field.value.offset, headBytes});
-        const auto length = head.u32();
-        const auto rest = head.skip(32);
-        const bool isProfile =
-            length.ok() && rest.ok() && length.value() >= headBytes && head.startsWith("acsp");
-        return isProfile ? std::min<std::uint64_t>(length.value(), field.count) : 0;
+        const std::uint64_t size = profileBytes(ByteCursor(source, field.value)).value_or(0);
+        return std::min(size, field.count);
     }
 
     // How many values a copy has of a field; 0 when the field has too few.

@@ -1,6 +1,7 @@
 #include "engine/reveal/RevealReport.h"
 
 #include "engine/reveal/ImageInspector.h"
+#include "engine/reveal/OfficeInspector.h"
 #include "engine/reveal/PDFInspector.h"
 #include "engine/scrub/FileTypes.h"
 
@@ -22,8 +23,8 @@ RevealReport revealFile(const FileURL& url)
         return inspectImage(url);
     case FileKind::pdf:
         return inspectPDF(url);
-    case FileKind::office: // Packages have no inspector yet: none of them can be opened.
-        return withNote(url, "Office document", "Couldn’t open this document.");
+    case FileKind::office:
+        return inspectOfficeDocument(url);
     case FileKind::legacyOffice:
         return withNote(url,
                         "Office document",

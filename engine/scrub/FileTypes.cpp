@@ -7,18 +7,20 @@
 namespace nullprint {
 namespace {
 
+template <typename Set> bool isIn(const Set& set, std::string_view extension)
+{
+    return std::ranges::find(set, extension) != set.end();
+}
+
 FileKind kindOf(std::string_view extension)
 {
-    const auto isIn = [extension](const auto& set) {
-        return std::ranges::find(set, extension) != set.end();
-    };
-    if (isIn(imageExtensions))
+    if (isImageExtension(extension))
         return FileKind::image;
     if (extension == "pdf")
         return FileKind::pdf;
-    if (isIn(officeExtensions))
+    if (isIn(officeExtensions, extension))
         return FileKind::office;
-    return isIn(legacyOfficeExtensions) ? FileKind::legacyOffice : FileKind::other;
+    return isIn(legacyOfficeExtensions, extension) ? FileKind::legacyOffice : FileKind::other;
 }
 
 } // namespace
@@ -28,6 +30,11 @@ FileType fileTypeOf(const FileURL& url)
     std::string extension = lowerCased(url.pathExtension());
     const FileKind kind = kindOf(extension);
     return {kind, std::move(extension)};
+}
+
+bool isImageExtension(std::string_view extension)
+{
+    return isIn(imageExtensions, extension);
 }
 
 } // namespace nullprint

@@ -35,4 +35,7 @@ struct FileType {
 
 FileType fileTypeOf(const FileURL& url);
 
+// `extension` is in lower case.
+bool isImageExtension(std::string_view extension);
+
 } // namespace nullprint

@@ -2,6 +2,7 @@
 
 #include "engine/scrub/FileTypes.h"
 #include "engine/scrub/ImageCleaner.h"
+#include "engine/scrub/OfficeCleaner.h"
 #include "engine/scrub/PDFCleaner.h"
 
 namespace nullprint {
@@ -30,8 +31,8 @@ ScrubReport scrubFile(const FileURL& url)
         return {url, scrubImage(url)};
     case FileKind::pdf:
         return {url, scrubPDF(url)};
-    case FileKind::office: // Packages have no cleaner yet: none of them can be opened.
-        return {url, Failed{"Couldn’t open the document."}};
+    case FileKind::office:
+        return {url, scrubOffice(url)};
     case FileKind::legacyOffice:
         return {url, Unsupported{legacyMessage(type.extension)}};
     case FileKind::other:

@@ -45,6 +45,17 @@ inline constexpr std::size_t blocks = 4UL * 1024 * 1024;
 // gigapixel grid some thousands; of the other there are a handful.
 inline constexpr std::size_t items = 65536;
 
+// Parts of one package. The largest documents have some ten thousand.
+inline constexpr std::size_t packageParts = 256UL * 1024;
+
+// What the deflated parts of one package may unpack to, all together: the answer to archives that
+// are small and hold enormous nothings. Parts that are only stored cannot be larger than the file.
+inline constexpr std::uint64_t unpackedBytes = 2UL * 1024 * 1024 * 1024;
+
+// The largest XML part or embedded picture, which is in memory while it is looked at and cleaned.
+// Long novels have 10 MB, spreadsheets with a million rows some 100 MB.
+inline constexpr std::uint64_t partBytes = 128UL * 1024 * 1024;
+
 // What the tables of an HEIF file may list beside its items: extents, references, properties of
 // items. A grid of 65,536 tiles needs about 300,000 entries.
 inline constexpr std::size_t itemLinks = std::size_t{1024} * 1024;

@@ -1,5 +1,7 @@
 #include "engine/support/PendingFile.h"
 
+#include "engine/support/FileSource.h"
+#include "engine/support/FileURL.h"
 #include "engine/support/UUID.h"
 
 #include <algorithm>
@@ -35,7 +37,8 @@ PendingFile::PendingFile(int file, std::string temporaryPath)
 {
 }
 
-Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& folder)
+Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& folder,
+                                                         const std::string& name)
 {
     constexpr mode_t ownerOnly = S_IRUSR | S_IWUSR;
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
@@ -43,7 +46,7 @@ Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& fold
     if (file >= 0)
         return std::unique_ptr<PendingFile>(new PendingFile(file, {}));
     // FAT, some network and some overlay file systems have only files with names.
-    std::string path = folder + "/.nullprint-" + randomUUID();
+    std::string path = folder + "/" + (name.empty() ? ".nullprint-" + randomUUID() : name);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
     file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, ownerOnly);
     if (file < 0)
@@ -144,9 +147,26 @@ Result<Done> PendingFile::overwrite(std::uint64_t offset, ByteSpan bytes)
 
 PendingFile::Outcome PendingFile::keep(const std::string& path, mode_t permissions)
 {
+    const Outcome outcome = moveTo(path, permissions);
+    return outcome == Outcome::failed && errno == EXDEV ? keepCopy(path, permissions) : outcome;
+}
+
+PendingFile::Outcome PendingFile::moveTo(const std::string& path, mode_t permissions)
+{
     if (!flush().ok() || ::fchmod(file, permissions) != 0)
         return Outcome::failed;
     return temporaryPath.empty() ? linkUnnamed(path) : renameTemporary(path);
+}
+
+PendingFile::Outcome PendingFile::keepCopy(const std::string& path, mode_t permissions)
+{
+    const auto content = FileSource::open("/proc/self/fd/" + std::to_string(file));
+    const auto copy = create(FileURL::fromPath(path).folder());
+    if (!content.ok() || !copy.ok())
+        return Outcome::failed;
+    if (!copy.value()->copy(*content.value(), {0, content.value()->size()}).ok())
+        return Outcome::failed;
+    return copy.value()->moveTo(path, permissions);
 }
 
 PendingFile::Outcome PendingFile::linkUnnamed(const std::string& path)

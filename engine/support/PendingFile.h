@@ -12,8 +12,10 @@ namespace nullprint {
 
 class PendingFile final : public ByteSink {
 public:
-    // Begins a file in `folder` that nobody but its owner can read.
-    static Result<std::unique_ptr<PendingFile>> create(const std::string& folder);
+    // Begins a file in `folder` that nobody but its owner can read. Where files cannot be without a
+    // name it has `name`, which nothing may have yet, or a hidden one.
+    static Result<std::unique_ptr<PendingFile>> create(const std::string& folder,
+                                                       const std::string& name = {});
     ~PendingFile() override;
 
     // Small pieces are gathered; long ranges of a file go from file to file inside the kernel.
@@ -28,8 +30,8 @@ public:
     // What `keep` came to. A name that is taken can be followed by another try.
     enum class Outcome { kept, nameTaken, failed };
 
-    // Completes the file, gives it `permissions` and, in one step, the name `path`, which must be
-    // in the folder it was created in. Whatever has that name already stays as it is.
+    // Completes the file, gives it `permissions` and, in one step, the name `path`. Whatever has
+    // that name already stays as it is. To another file system the content is copied first.
     Outcome keep(const std::string& path, mode_t permissions);
 
 private:
@@ -38,6 +40,8 @@ private:
     Result<Done> copyThroughMemory(ByteSource& source, ByteRange range);
     Outcome linkUnnamed(const std::string& path);
     Outcome renameTemporary(const std::string& path);
+    Outcome moveTo(const std::string& path, mode_t permissions);
+    Outcome keepCopy(const std::string& path, mode_t permissions);
 
     int file;
     std::string temporaryPath; // Empty while the file has no name at all.

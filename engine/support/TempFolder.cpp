@@ -20,7 +20,10 @@ std::string temporaryRoot()
 
 Result<TempFolder> TempFolder::create(const std::string& prefix)
 {
-    std::string path = temporaryRoot() + "/" + prefix + randomUUID();
+    const std::string root = temporaryRoot();
+    std::error_code ignored; // Where the root cannot be made, the folder in it cannot either.
+    std::filesystem::create_directories(root, ignored);
+    std::string path = root + "/" + prefix + randomUUID();
     if (::mkdir(path.c_str(), S_IRWXU) != 0)
         return Error{"no temporary folder can be made"};
     return TempFolder(std::move(path));

@@ -9,7 +9,8 @@ namespace nullprint {
 
 class TempFolder {
 public:
-    // Makes a folder named `prefix` and a new UUID that only its owner can enter.
+    // Makes a folder named `prefix` and a new UUID that only its owner can enter, and the temporary
+    // directory itself where it is missing.
     static Result<TempFolder> create(const std::string& prefix);
     TempFolder(TempFolder&& other) noexcept;
     TempFolder& operator=(TempFolder&&) = delete;

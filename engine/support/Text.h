@@ -3,6 +3,7 @@
 
 #include "engine/support/Bytes.h"
 
+#include <optional>
 #include <string>
 
 namespace nullprint {
@@ -15,6 +16,11 @@ std::string storedText(ByteSpan bytes);
 
 // UTF-16 up to the first NUL, as UTF-8. Lone surrogates become U+FFFD.
 std::string textFromUTF16(ByteSpan bytes, ByteOrder order);
+
+// The same text in the other encoding, whole, with its byte-order mark if it has one. Nothing when
+// the UTF-16 has half a unit or a lone surrogate; `text` is UTF-8.
+std::optional<Bytes> utf8FromUTF16(ByteSpan bytes, ByteOrder order);
+Bytes utf16FromUTF8(std::string_view text, ByteOrder order);
 
 // Lower case of every letter that Unicode gives one; bytes that are not UTF-8 stay.
 std::string lowerCased(std::string_view text);

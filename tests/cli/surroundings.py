@@ -84,8 +84,14 @@ class Surroundings(ScratchTest):
         self.assertEqual(self.run_program("--selftest", env={}).returncode, 0)
         self.assertEqual(self.scrub("photo.jpg", env={}), "CLEANED")
 
-    def test_a_temporary_folder_that_is_missing_fails_the_self_test(self):
-        run = self.run_program("--selftest", env={"TMPDIR": str(self.root / "missing")})
+    def test_a_temporary_folder_that_is_missing_is_made(self):
+        missing = self.root / "missing" / "folder"
+        run = self.run_program("--selftest", env={"TMPDIR": str(missing)})
+        self.assertEqual(run.returncode, 0)
+        self.assertEqual(list(missing.iterdir()), [])
+
+    def test_a_temporary_folder_that_cannot_be_made_fails_the_self_test(self):
+        run = self.run_program("--selftest", env={"TMPDIR": str(self.folder / "photo.jpg")})
         self.assertEqual(run.returncode, 1)
         self.assertEqual(
             run.stdout.decode().splitlines()[3:],

@@ -69,7 +69,7 @@ TEST(EXIF, readsCoordinatesOfOneToThreeParts)
     EXPECT_EQ(latitude({{25, 1}, {30, 1}}), 25.5);
     EXPECT_EQ(latitude({{25, 1}, {29, 1}, {6000, 100}}), 25.5);
     EXPECT_EQ(latitude({{25, 1}, {29, 0}, {0, 1}}), std::nullopt);
-    EXPECT_EQ(latitude({{25, 1}, {29, 1}, {0, 1}, {1, 1}}), std::nullopt);
+    EXPECT_EQ(latitude({{25, 1}, {30, 1}, {0, 1}, {1, 1}}), 25.5);
 }
 
 TEST(EXIF, survivesDirectoriesThatPointAtThemselves)
@@ -119,6 +119,8 @@ TEST(EXIF, knowsATurnedPicture)
     EXPECT_EQ(turned(2), 2);
     EXPECT_EQ(turned(8), 8);
     EXPECT_EQ(turned(9), std::nullopt);
+    const BuiltField twice{tag::orientation, FieldType::unsigned16, 2, Bytes{0, 6, 0, 1}};
+    EXPECT_EQ(turnedOrientation(read(EXIFBuilder().field(Group::tiff, twice).structure())), 6);
     EXPECT_EQ(
         turnedOrientation(read(EXIFBuilder().text(Group::tiff, tag::orientation, "6").structure())),
         std::nullopt);

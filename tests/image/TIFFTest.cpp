@@ -1,6 +1,7 @@
 #include "engine/image/TIFF.h"
 #include "engine/image/EXIF.h"
 #include "tests/support/Pictures.h"
+#include "tests/support/ProfileBuilder.h"
 #include "tests/support/TIFFBuilder.h"
 
 #include <algorithm>
@@ -34,15 +35,6 @@ void describe(TIFFBuilder& tiff, const Layout& layout)
     tiff.shorts(277, {1}).shorts(278, {layout.rows});
     if (!layout.lengths.empty())
         tiff.longs(279, layout.lengths);
-}
-
-std::string sampleProfile(std::size_t size)
-{
-    Bytes head;
-    append32(head, static_cast<std::uint32_t>(size), ByteOrder::big);
-    std::string profile(asText(head));
-    profile.resize(size, 'p');
-    return profile.replace(36, 4, "acsp");
 }
 
 // The numbers of a field of the first page.

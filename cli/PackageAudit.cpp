@@ -1,0 +1,101 @@
+#include "cli/PackageAudit.h"
+
+#include "engine/image/ImageSource.h"
+#include "engine/package/PackageReader.h"
+#include "engine/reveal/Captures.h"
+#include "engine/scrub/FileTypes.h"
+#include "engine/support/FileSource.h"
+#include "engine/support/Text.h"
+
+namespace nullprint {
+namespace {
+
+struct AuditPattern {
+    std::string_view label;
+    PatternText text;
+};
+
+constexpr std::array auditPatterns{
+    AuditPattern{"creator", {"<dc:creator>([^<]+)</dc:creator>", "<dc:creator>"}},
+    AuditPattern{"lastModifiedBy",
+                 {"<cp:lastModifiedBy>([^<]+)</cp:lastModifiedBy>", "<cp:lastModifiedBy>"}},
+    AuditPattern{"company", {"<Company>([^<]+)</Company>", "<Company>"}},
+    AuditPattern{"manager", {"<Manager>([^<]+)</Manager>", "<Manager>"}},
+    AuditPattern{"author",
+                 {R"-(<[A-Za-z0-9:][^<>]*?[A-Za-z0-9]+:author="([^"]+)")-", R"(:author=")"}},
+    AuditPattern{"date", {R"-(<[A-Za-z0-9:][^<>]*?[A-Za-z0-9]+:date="([^"]+)")-", R"(:date=")"}},
+    AuditPattern{"initials",
+                 {R"-(<[A-Za-z0-9:][^<>]*?[A-Za-z0-9]+:initials="([^"]+)")-", R"(:initials=")"}},
+    AuditPattern{"userId",
+                 {R"-(<[A-Za-z0-9:][^<>]*?[A-Za-z0-9]+:userId="([^"]+)")-", R"(:userId=")"}},
+    AuditPattern{"docId", {R"-(<w15:docId\b[^>]*w15:val="([^"]+)")-", "<w15:docId"}},
+    AuditPattern{"rsid", {R"-(<w:rsid w:val="([^"]+)")-", R"(<w:rsid w:val=")"}},
+    AuditPattern{"customProp", {"<vt:lpwstr>([^<]+)</vt:lpwstr>", "<vt:lpwstr>"}},
+    AuditPattern{"extTarget", {R"-(Target="(file:[^"]+|[A-Za-z]:\\[^"]+)")-", R"(Target=")"}},
+};
+
+using Findings = std::vector<std::string>;
+
+const TextPattern& patternOf(std::size_t row)
+{
+    static const std::vector<TextPattern> compiled = [] {
+        std::vector<TextPattern> all;
+        all.reserve(auditPatterns.size());
+        for (const AuditPattern& each : auditPatterns)
+            all.emplace_back(each.text);
+        return all;
+    }();
+    return compiled[row];
+}
+
+void auditXML(const PackageReader& package, const PackagePart& part, Findings& findings)
+{
+    const auto content = package.read(part, limits::partBytes);
+    if (!content.ok() || !isUTF8(asText(content.value())))
+        return;
+    for (std::size_t row = 0; row < auditPatterns.size(); ++row) {
+        const auto capture = firstCapture(asText(content.value()), patternOf(row));
+        if (capture)
+            findings.push_back(part.name + ": " + std::string(auditPatterns[row].label) + "=" +
+                               *capture);
+    }
+}
+
+void auditPicture(const PackageReader& package, const PackagePart& part, Findings& findings)
+{
+    const auto bytes = package.openPart(part, limits::partBytes);
+    if (!bytes.ok())
+        return;
+    const auto picture = image::ImageSource::open(*bytes.value());
+    if (!picture.ok())
+        return;
+    const auto properties = picture.value().properties(0);
+    if (properties.count(image::Group::gps) > 0)
+        findings.push_back(part.name + ": embedded image GPS");
+    const auto artist = properties.text(image::Group::tiff, image::tag::artist);
+    if (artist && !artist->empty())
+        findings.push_back(part.name + ": embedded image Artist=" + *artist);
+}
+
+} // namespace
+
+std::vector<std::string> auditOfficePackage(const FileURL& url)
+{
+    Findings findings;
+    const auto file = FileSource::open(url.path());
+    if (!file.ok())
+        return findings;
+    const auto package = PackageReader::open(*file.value());
+    if (!package.ok())
+        return findings;
+    for (const PackagePart& part : package.value().parts()) {
+        const std::string extension = extensionOf(part);
+        if (extension == "xml" || extension == "rels")
+            auditXML(package.value(), part, findings);
+        else if (isImageExtension(extension))
+            auditPicture(package.value(), part, findings);
+    }
+    return findings;
+}
+
+} // namespace nullprint

@@ -1,0 +1,185 @@
+#include "engine/package/PackageReader.h"
+
+#include "engine/package/UnpackedSource.h"
+#include "engine/package/ZIPDirectory.h"
+#include "engine/package/ZIPRecords.h"
+#include "engine/support/Text.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace nullprint {
+namespace {
+
+constexpr const char* encryptedPart = "a part of it is encrypted";
+constexpr const char* unknownMethod = "a part of it is packed in an unsupported way";
+constexpr const char* unsafeName = "a part of it has an unsafe name";
+constexpr const char* wrongSize = "a part of it is damaged";
+
+// Deflate's shortest code for its longest match: two bits for 258 bytes.
+constexpr std::uint64_t highestRatio = 1032;
+
+// The steps of a path; nothing when it leads out of its folder or cannot be a path.
+std::optional<std::string> safeName(std::string_view stored)
+{
+    constexpr std::size_t driveLength = 2; // "C:"
+    std::string separated(stored);
+    std::ranges::replace(separated, '\\', '/');
+    if (separated.starts_with('/') || separated.find('\0') != std::string::npos ||
+        (separated.size() >= driveLength && separated[1] == ':'))
+        return std::nullopt;
+    std::string name;
+    std::string_view rest(separated);
+    while (!rest.empty()) {
+        const std::size_t length = std::min(rest.find('/'), rest.size());
+        const std::string_view step = rest.substr(0, length);
+        rest.remove_prefix(std::min(length + 1, rest.size()));
+        if (step == "..")
+            return std::nullopt;
+        if (step.empty() || step == ".")
+            continue;
+        name.append(name.empty() ? "" : "/").append(step);
+    }
+    return name.empty() ? std::nullopt : std::optional(std::move(name));
+}
+
+bool isFolder(const zip::Entry& entry)
+{
+    return entry.name.ends_with('/') || entry.name.ends_with('\\');
+}
+
+const char* problemOf(const zip::Entry& entry)
+{
+    constexpr unsigned anyEncryption =
+        zip::encryptedFlag | zip::strongEncryptionFlag | zip::maskedHeaderFlag;
+    if ((entry.flags & anyEncryption) != 0)
+        return encryptedPart;
+    if (entry.method == zip::methodStored)
+        return entry.sizeBytes == entry.stored.length ? nullptr : wrongSize;
+    if (entry.method != zip::methodDeflated)
+        return unknownMethod;
+    // No stream of this length can hold as much, so nobody needs to make room for it.
+    return entry.sizeBytes / highestRatio > entry.stored.length ? wrongSize : nullptr;
+}
+
+PackagePart partOf(const zip::Entry& entry)
+{
+    PackagePart part;
+    const auto name = safeName(entry.name);
+    part.name = name.value_or(entry.name);
+    part.problem = name ? problemOf(entry) : unsafeName;
+    part.usesUTF8 = (entry.flags & zip::utf8Flag) != 0;
+    part.isDeflated = entry.method == zip::methodDeflated;
+    part.checksum = entry.checksum;
+    part.sizeBytes = entry.sizeBytes;
+    part.stored = entry.stored;
+    return part;
+}
+
+// Unpackers overwrite, so the last one is what a program that opens the document gets.
+void dropReplacedParts(std::vector<PackagePart>& parts)
+{
+    std::unordered_set<std::string_view> names;
+    std::vector<bool> isReplaced(parts.size());
+    for (std::size_t index = parts.size(); index-- > 0;)
+        isReplaced[index] = !names.insert(parts[index].name).second;
+    std::vector<PackagePart> kept;
+    for (std::size_t index = 0; index < parts.size(); ++index) {
+        if (!isReplaced[index])
+            kept.push_back(std::move(parts[index]));
+    }
+    parts = std::move(kept);
+}
+
+} // namespace
+
+std::string extensionOf(const PackagePart& part)
+{
+    const std::string_view name = part.name;
+    const std::string_view component = name.substr(name.rfind('/') + 1); // npos + 1 is 0.
+    const std::size_t dot = component.rfind('.');
+    return dot == std::string_view::npos ? std::string() : lowerCased(component.substr(dot + 1));
+}
+
+Result<PackageReader> PackageReader::open(ByteSource& archive)
+{
+    const auto entries = NP_TRY(zip::readDirectory(archive));
+    PackageReader reader(archive);
+    for (const zip::Entry& entry : entries) {
+        if (!isFolder(entry))
+            reader.contents.push_back(partOf(entry));
+    }
+    dropReplacedParts(reader.contents);
+    return reader;
+}
+
+const PackagePart* PackageReader::find(std::string_view name) const
+{
+    const auto found = std::ranges::find(contents, name, &PackagePart::name);
+    return found == contents.end() ? nullptr : &*found;
+}
+
+Result<Done> PackageReader::check() const
+{
+    std::uint64_t unpacked = 0;
+    for (const PackagePart& part : contents) {
+        if (part.problem != nullptr)
+            return Error{part.problem, part.stored.offset};
+        if (!part.isDeflated)
+            continue;
+        if (part.sizeBytes > limits::unpackedBytes - unpacked)
+            return Error{"it is larger than it may be"};
+        unpacked += part.sizeBytes;
+    }
+    return Done{};
+}
+
+Result<Bytes> PackageReader::read(const PackagePart& part, std::uint64_t most) const
+{
+    if (part.problem != nullptr)
+        return Error{part.problem, part.stored.offset};
+    if (part.sizeBytes > most)
+        return Error{"a part of it is larger than it may be", part.stored.offset};
+    PartStream stream(*archive, part);
+    Bytes content(static_cast<std::size_t>(part.sizeBytes));
+    NP_TRY(stream.read(content));
+    NP_TRY(stream.checkEnd());
+    return content;
+}
+
+Result<Bytes> PackageReader::readHead(const PackagePart& part, std::uint64_t most) const
+{
+    if (part.problem != nullptr)
+        return Error{part.problem, part.stored.offset};
+    PartStream stream(*archive, part);
+    Bytes head(static_cast<std::size_t>(std::min(part.sizeBytes, most)));
+    head.resize(NP_TRY(stream.read(head)));
+    return head;
+}
+
+Result<std::unique_ptr<ByteSource>> PackageReader::openPart(const PackagePart& part,
+                                                            std::uint64_t most) const
+{
+    if (part.problem != nullptr)
+        return Error{part.problem, part.stored.offset};
+    std::unique_ptr<ByteSource> source;
+    if (part.isDeflated) {
+        source = std::make_unique<UnpackedSource>(*archive, part, most);
+    } else {
+        source = std::make_unique<PartSource>(*archive, part.stored);
+    }
+    return source;
+}
+
+Result<Done> PackageReader::verify(const PackagePart& part) const
+{
+    if (part.problem != nullptr)
+        return Error{part.problem, part.stored.offset};
+    PartStream stream(*archive, part);
+    Bytes window(limits::windowBytes);
+    while (NP_TRY(stream.read(window)) > 0)
+        continue;
+    return stream.checkEnd();
+}
+
+} // namespace nullprint

@@ -1,0 +1,207 @@
+// Reads the parts of an Office package (ECMA-376 part 2) in which names, dates and identifiers
+// stand, by patterns over their text.
+#include "engine/reveal/OfficeInspector.h"
+
+#include "engine/image/ImageSource.h"
+#include "engine/package/PackageReader.h"
+#include "engine/reveal/Captures.h"
+#include "engine/scrub/FileTypes.h"
+#include "engine/support/FileSource.h"
+#include "engine/support/Text.h"
+
+#include <algorithm>
+#include <set>
+
+namespace nullprint {
+namespace {
+
+using Items = std::vector<RevealItem>;
+
+// More custom properties than this are not shown.
+constexpr std::size_t shownProperties = 6;
+
+struct Patterns {
+    TextPattern creator{{"<dc:creator>([^<]*)</dc:creator>", "<dc:creator>"}};
+    TextPattern lastEditor{
+        {"<cp:lastModifiedBy>([^<]*)</cp:lastModifiedBy>", "<cp:lastModifiedBy>"}};
+    TextPattern revision{{"<cp:revision>([^<]*)</cp:revision>", "<cp:revision>"}};
+    TextPattern created{{"<dcterms:created[^>]*>([^<]*)</dcterms:created>", "<dcterms:created"}};
+    TextPattern modified{
+        {"<dcterms:modified[^>]*>([^<]*)</dcterms:modified>", "<dcterms:modified"}};
+    TextPattern minutes{{"<TotalTime>([^<]*)</TotalTime>", "<TotalTime>"}};
+    TextPattern company{{"<Company>([^<]*)</Company>", "<Company>"}};
+    TextPattern manager{{"<Manager>([^<]*)</Manager>", "<Manager>"}};
+    TextPattern author{{R"-(<[A-Za-z0-9:][^<>]*?[A-Za-z0-9]+:author="([^"]*)")-", R"(:author=")"}};
+    TextPattern userId{{R"-(<[A-Za-z0-9:][^<>]*?[A-Za-z0-9]+:userId="([^"]*)")-", R"(:userId=")"}};
+    TextPattern customText{{"<vt:lpwstr>([^<]*)</vt:lpwstr>", "<vt:lpwstr>"}};
+};
+
+const Patterns& patterns()
+{
+    static const Patterns all;
+    return all;
+}
+
+// A part that is not UTF-8 counts as empty.
+Result<Bytes> contentOf(const PackageReader& package, const PackagePart& part)
+{
+    Bytes content = NP_TRY(package.read(part, limits::partBytes));
+    if (!isUTF8(asText(content)))
+        content.clear();
+    return content;
+}
+
+// So does one that is not there.
+Result<Bytes> contentOf(const PackageReader& package, std::string_view name)
+{
+    const PackagePart* part = package.find(name);
+    return part == nullptr ? Result<Bytes>(Bytes{}) : contentOf(package, *part);
+}
+
+void addItem(Items& items, const char* icon, const char* label, std::optional<std::string> detail)
+{
+    if (detail)
+        items.push_back({icon, label, std::move(*detail)});
+}
+
+// The number as it is stored, which need not be one.
+std::optional<std::string> counted(std::optional<std::string> number, const std::string& unit)
+{
+    if (number)
+        *number += unit + (*number == "1" ? "" : "s");
+    return number;
+}
+
+std::optional<std::string> datesOf(std::string_view core)
+{
+    const auto created = firstCapture(core, patterns().created);
+    const auto modified = firstCapture(core, patterns().modified);
+    if (!created && !modified)
+        return std::nullopt;
+    return created.value_or("?") + "  →  " + modified.value_or("?");
+}
+
+void addCoreProperties(std::string_view core, Items& items)
+{
+    addItem(items, "👤", "Author", firstCapture(core, patterns().creator));
+    addItem(items, "✏️", "Last edited by", firstCapture(core, patterns().lastEditor));
+    addItem(items,
+            "🔁",
+            "Times saved",
+            counted(firstCapture(core, patterns().revision), " revision"));
+    addItem(items, "🕒", "Created → last modified", datesOf(core));
+}
+
+void addApplicationProperties(std::string_view app, Items& items)
+{
+    const auto minutes = firstCapture(app, patterns().minutes);
+    if (minutes != "0")
+        addItem(items, "⏱", "Total editing time", counted(minutes, " minute"));
+    addItem(items, "🏢", "Company", firstCapture(app, patterns().company));
+    addItem(items, "🧑‍💼", "Manager", firstCapture(app, patterns().manager));
+}
+
+template <typename Texts> std::optional<std::string> listed(const Texts& texts)
+{
+    std::string list;
+    for (const auto& text : texts) {
+        list += list.empty() ? "" : ", ";
+        list += text;
+    }
+    return list.empty() ? std::nullopt : std::optional(std::move(list));
+}
+
+Result<std::optional<std::string>> editorsOf(const PackageReader& package)
+{
+    std::set<std::string, std::less<>> names; // UTF-8 sorts as its code points do.
+    for (const PackagePart& part : package.parts()) {
+        if (extensionOf(part) != "xml")
+            continue;
+        const Bytes content = NP_TRY(contentOf(package, part));
+        for (const TextPattern* pattern : {&patterns().author, &patterns().userId}) {
+            for (const std::string_view name : allCaptures(asText(content), *pattern))
+                names.emplace(name);
+        }
+    }
+    return listed(names);
+}
+
+bool hasPosition(const PackageReader& package, const PackagePart& part)
+{
+    const auto bytes = package.openPart(part, limits::partBytes);
+    if (!bytes.ok())
+        return false;
+    const auto picture = image::ImageSource::open(*bytes.value());
+    return picture.ok() && picture.value().properties(0).count(image::Group::gps) > 0;
+}
+
+std::optional<std::string> positionsOf(const PackageReader& package)
+{
+    const auto count = std::ranges::count_if(package.parts(), [&](const PackagePart& part) {
+        return isImageExtension(extensionOf(part)) && hasPosition(package, part);
+    });
+    if (count == 0)
+        return std::nullopt;
+    return std::to_string(count) + (count == 1 ? " inserted image still carries GPS data"
+                                               : " inserted images still carry GPS data");
+}
+
+// Whether what is not looked at in full can be unpacked, but for pictures, which are most of a
+// large document.
+Result<Done> check(const PackageReader& package)
+{
+    NP_TRY(package.check());
+    for (const PackagePart& part : package.parts()) {
+        const std::string extension = extensionOf(part);
+        if (extension != "xml" && !isImageExtension(extension))
+            NP_TRY(package.verify(part));
+    }
+    return Done{};
+}
+
+Result<Items> itemsOf(const PackageReader& package)
+{
+    NP_TRY(check(package));
+    Items items;
+    const Bytes core = NP_TRY(contentOf(package, "docProps/core.xml"));
+    addCoreProperties(asText(core), items);
+    const Bytes app = NP_TRY(contentOf(package, "docProps/app.xml"));
+    addApplicationProperties(asText(app), items);
+    addItem(items, "💬", "Other editors (comments / tracked changes)", NP_TRY(editorsOf(package)));
+    const Bytes custom = NP_TRY(contentOf(package, "docProps/custom.xml"));
+    addItem(items,
+            "🗃",
+            "Custom properties",
+            listed(allCaptures(asText(custom), patterns().customText, shownProperties)));
+    const Bytes settings = NP_TRY(contentOf(package, "word/settings.xml"));
+    if (asText(settings).find("w15:docId") != std::string_view::npos)
+        addItem(items, "🆔", "Document ID", "a unique GUID that can link copies of this file");
+    addItem(items, "📍", "Embedded photo location", positionsOf(package));
+    return items;
+}
+
+Result<Items> itemsOf(const FileURL& url)
+{
+    const auto file = NP_TRY(FileSource::open(url.path()));
+    const PackageReader package = NP_TRY(PackageReader::open(*file));
+    return itemsOf(package);
+}
+
+std::string kindOf(std::string_view extension)
+{
+    if (extension.starts_with("doc"))
+        return "Word document";
+    return extension.starts_with("xls") ? "Excel spreadsheet" : "PowerPoint presentation";
+}
+
+} // namespace
+
+RevealReport inspectOfficeDocument(const FileURL& url)
+{
+    auto items = itemsOf(url);
+    if (!items.ok())
+        return {url, "Office document", {}, "Couldn’t open this document."};
+    return {url, kindOf(fileTypeOf(url).extension), std::move(items).value(), std::nullopt};
+}
+
+} // namespace nullprint
