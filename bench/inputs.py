@@ -169,18 +169,27 @@ def _document(pages):
     ]
 
 
+def _scanned_page(folder, kilobytes):
+    """A page that is a photo of about this size."""
+    path = os.path.join(folder, f"{kilobytes}-kB.jpg")
+    if not os.path.exists(path):
+        _jpeg(path, kilobytes * 1000)
+    with open(path, "rb") as file:
+        photo = file.read()
+    entries = (
+        b"/Type/XObject/Subtype/Image/Width 4000/Height 99/BitsPerComponent 8/ColorSpace/DeviceRGB"
+        b"/Filter/DCTDecode"
+    )
+    page = b"<</Type/Page/Parent 2 0 R/MediaBox[0 0 9 9]/Resources<</XObject<</I %d 0 R>>>>>>"
+    return [page, _stream(entries, photo)]
+
+
 def scan(folder, megabytes):
-    """A document of this many photos, about a megabyte each."""
+    """A document of this many photos. No two pages in a row take the same space, as in life."""
     path = os.path.join(folder, f"{megabytes}-MB-scan.pdf")
     if not os.path.exists(path):
-        with open(picture(folder, "jpg", 1), "rb") as file:
-            photo = _stream(
-                b"/Type/XObject/Subtype/Image/Width 4000/Height 87/BitsPerComponent 8"
-                b"/ColorSpace/DeviceRGB/Filter/DCTDecode",
-                file.read(),
-            )
-        page = b"<</Type/Page/Parent 2 0 R/MediaBox[0 0 9 9]/Resources<</XObject<</I %d 0 R>>>>>>"
-        _pdf(path, _document([[page, photo]] * megabytes))
+        pages = [_scanned_page(folder, 1000 + 70 * (step * 4 % 11 - 5)) for step in range(11)]
+        _pdf(path, _document(pages[number % 11] for number in range(megabytes)))
     return path
 
 

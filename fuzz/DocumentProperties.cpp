@@ -1,23 +1,13 @@
 #include "fuzz/DocumentProperties.h"
 
 #include "engine/pdf/worker/Work.h"
+#include "fuzz/Require.h"
 #include "fuzz/StrictSource.h"
-
-#include <cstdio>
-#include <cstdlib>
 
 namespace nullprint::fuzz {
 namespace {
 
 using pdf::Outcome;
-
-void require(bool holds, const char* promise)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "broken promise: %s\n", promise);
-    std::abort();
-}
 
 Outcome clean(ByteSpan bytes, MemorySink& copy)
 {

@@ -102,7 +102,8 @@ std::optional<pid_t> start(std::string path, std::string task, int input, int ou
 Outcome outcomeOf(int status)
 {
     if (WIFEXITED(status)) {
-        for (const Outcome outcome : {Outcome::done, Outcome::locked, Outcome::unwritable}) {
+        for (const Outcome outcome :
+             {Outcome::done, Outcome::marked, Outcome::locked, Outcome::unwritable}) {
             if (WEXITSTATUS(status) == static_cast<int>(outcome))
                 return outcome;
         }

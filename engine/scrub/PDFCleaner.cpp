@@ -1,6 +1,5 @@
 #include "engine/scrub/PDFCleaner.h"
 
-#include "engine/image/XMP.h"
 #include "engine/pdf/PDFDocument.h"
 #include "engine/scrub/OutputName.h"
 
@@ -19,9 +18,6 @@ constexpr const char* referencePattern =
 constexpr const char* streamPattern =
     R"((?:/Type[\t-\r \x85\xA0]*/Metadata|/Subtype[\t-\r \x85\xA0]*/XML)[^>]*>>)"
     R"([\t-\r \x85\xA0]*stream\r?\n([\x00-\xFF]*?)\r?\nendstream)";
-
-// What the patterns cannot match without. Most copies hold neither, and are only searched.
-constexpr std::array<std::string_view, 2> patternMarks{"/Metadata", "/XML"};
 
 struct Blanking {
     const char* pattern;
@@ -52,7 +48,7 @@ void overwriteChanges(PendingFile& file, ByteSpan before, ByteSpan after)
 void blankMetadata(PendingFile& file)
 {
     const auto written = FileSource::of(::dup(file.descriptor()));
-    if (!written.ok() || !image::containsAny(*written.value(), patternMarks))
+    if (!written.ok())
         return;
     std::string text(static_cast<std::size_t>(written.value()->size()), '\0');
     const std::span<char> characters(text);
@@ -75,8 +71,9 @@ Status statusOf(pdf::Outcome outcome)
     switch (outcome) {
     case pdf::Outcome::locked:
         return Failed{"The PDF is password-protected. Unlock it first, then scrub."};
-    case pdf::Outcome::unwritable:
     case pdf::Outcome::done:
+    case pdf::Outcome::marked:
+    case pdf::Outcome::unwritable:
         return writtenBadly();
     case pdf::Outcome::unopenable:
         break;
@@ -125,9 +122,10 @@ Status scrubPDF(const FileURL& input)
         return writtenBadly();
     PendingFile& copy = *pending.value();
     const pdf::Outcome outcome = pdf::writeCleanDocument(*file.value(), copy);
-    if (outcome != pdf::Outcome::done)
+    if (outcome != pdf::Outcome::done && outcome != pdf::Outcome::marked)
         return statusOf(outcome);
-    blankMetadata(copy);
+    if (outcome == pdf::Outcome::marked) // Every match of a pattern holds a mark.
+        blankMetadata(copy);
     // A document that changed meanwhile was read half before, half after.
     if (!file.value()->isUnchanged())
         return writtenBadly();

@@ -1,4 +1,4 @@
 # Documents that are not cleaned.
 "$NULLPRINT" --scrub locked.pdf scan.pdf missing.pdf
 "$NULLPRINT" --reveal locked.pdf scan.pdf
-ls
+ls *.pdf

@@ -80,6 +80,11 @@ TEST(PDFInspector, takesFormFieldsForNoComments)
     EXPECT_EQ(revealedIn(document.plain()), Lines{});
 }
 
+TEST(PDFInspector, tellsTextsThatSpeakOfMetadata)
+{
+    EXPECT_EQ(revealedOf("/Author<2F4D65746164617461>"), Lines{"👤 Author: /Metadata"});
+}
+
 TEST(PDFInspector, looksForMetadataInTheBytes)
 {
     const std::string item =

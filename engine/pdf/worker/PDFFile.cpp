@@ -69,6 +69,7 @@ void checkPageTree(QPDF& document)
 } // namespace
 
 PDFFile::PDFFile(ByteSource& source)
+    : source(source)
 {
     const auto logger = QPDFLogger::create();
     logger->setInfo(logger->discard());

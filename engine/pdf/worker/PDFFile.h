@@ -21,6 +21,7 @@ public:
     // Writes what can be reached, streams as they are, every object by itself.
     void write(ByteSink& sink);
 
+    ByteSource& source;
     QPDF document;
 
 private:

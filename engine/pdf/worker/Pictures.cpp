@@ -7,6 +7,7 @@
 #include "engine/support/ByteCursor.h"
 
 #include <algorithm>
+#include <optional>
 #include <qpdf/Pipeline.hh>
 #include <stdexcept>
 
@@ -57,10 +58,10 @@ Result<image::OutputPlan> planCopy(ByteSource& picture)
 // Collects what a stream holds. The library's own way copies it three times.
 class Collector final : public Pipeline {
 public:
-    explicit Collector(std::uint64_t expected)
+    explicit Collector(Bytes& content)
         : Pipeline("picture", nullptr)
+        , content(content)
     {
-        content.reserve(static_cast<std::size_t>(std::min(expected, limits::metadataBytes)));
     }
 
     void write(unsigned char const* data, size_t length) override
@@ -69,7 +70,8 @@ public:
     }
     void finish() override {}
 
-    Bytes content;
+private:
+    Bytes& content;
 };
 
 class PipelineSink final : public ByteSink {
@@ -100,22 +102,39 @@ private:
     Pipeline& pipeline;
 };
 
+// Where in the file a stream's data is, when it stands there as it is.
+std::optional<ByteRange> placeOf(QPDFObjectHandle stream, PDFFile& file)
+{
+    constexpr std::string_view end = "endstream";
+    QPDFObjectHandle length = stream.getDict().getKey("/Length");
+    const qpdf_offset_t offset = stream.getParsedOffset();
+    if (file.document.isEncrypted() || offset < 0 || !length.isInteger())
+        return std::nullopt;
+    const ByteRange place{static_cast<std::uint64_t>(offset), length.getUIntValue()};
+    if (!file.source.holds(place))
+        return std::nullopt;
+    ByteCursor behind(file.source, {place.end(), file.source.size() - place.end()});
+    for (const char* lineEnd : {"\r", "\n"}) {
+        if (behind.startsWith(lineEnd) && !behind.skip(1).ok())
+            return std::nullopt;
+    }
+    return behind.startsWith(end) ? std::optional(place) : std::nullopt;
+}
+
 // Cleans a stream at the moment that it is written, so that one picture is in memory at a time.
 class CleanPicture final : public QPDFObjectHandle::StreamDataProvider {
 public:
-    explicit CleanPicture(QPDFObjectHandle original)
-        : original(original)
+    CleanPicture(QPDFObjectHandle original, PDFFile& file, std::shared_ptr<Bytes> memory)
+        : original(original.copyStream())
+        , place(placeOf(original, file))
+        , file(file)
+        , memory(std::move(memory))
     {
     }
 
     void provideStreamData(QPDFObjGen const&, Pipeline* pipeline) override
     {
-        QPDFObjectHandle length = original.getDict().getKey("/Length");
-        Collector data(length.isInteger() ? length.getUIntValue() : 0);
-        bool isFiltered = false;
-        if (!original.pipeStreamData(&data, &isFiltered, 0, qpdf_dl_none))
-            throw std::runtime_error("a picture cannot be read");
-        MemorySource picture(data.content);
+        MemorySource picture(read());
         const auto plan = planCopy(picture);
         PipelineSink sink(*pipeline);
         if (!plan.ok() || !plan.value().writeTo(sink, picture).ok())
@@ -124,7 +143,28 @@ public:
     }
 
 private:
+    ByteSpan read()
+    {
+        if (place) {
+            const auto length = static_cast<std::size_t>(place->length);
+            memory->resize(std::max(memory->size(), length));
+            const auto data = std::span(*memory).first(length);
+            if (!file.source.read(place->offset, data).ok())
+                throw std::runtime_error("a picture cannot be read");
+            return data;
+        }
+        memory->clear();
+        Collector collector(*memory);
+        bool isFiltered = false;
+        if (!original.pipeStreamData(&collector, &isFiltered, 0, qpdf_dl_none))
+            throw std::runtime_error("a picture cannot be read");
+        return *memory;
+    }
+
     QPDFObjectHandle original;
+    std::optional<ByteRange> place;
+    PDFFile& file;
+    std::shared_ptr<Bytes> memory; // All pictures use the same, one after the other.
 };
 
 bool isOnlyDCT(QPDFObjectHandle filter)
@@ -147,11 +187,12 @@ bool isPicture(QPDFObjectHandle object)
 
 void cleanPictures(PDFFile& file)
 {
+    const auto memory = std::make_shared<Bytes>();
     for (QPDFObjectHandle object : file.document.getAllObjects()) {
         if (!isPicture(object))
             continue;
         QPDFObjectHandle dictionary = object.getDict();
-        object.replaceStreamData(std::make_shared<CleanPicture>(object.copyStream()),
+        object.replaceStreamData(std::make_shared<CleanPicture>(object, file, memory),
                                  dictionary.getKey("/Filter"),
                                  dictionary.getKey("/DecodeParms"));
     }

@@ -1,5 +1,6 @@
 // The worker: a PDF on standard input, an answer on standard output. It is started by the program
 // for each document and ends with it, one way or the other.
+#include "engine/pdf/worker/MarkWatch.h"
 #include "engine/pdf/worker/Work.h"
 #include "engine/support/FileSource.h"
 
@@ -27,6 +28,9 @@ public:
         NP_TRY(flush());
         return writeAll(bytes);
     }
+    // Whether a mark of metadata has been among what is written.
+    bool sawMark() const { return marks.seen(); }
+
     Result<Done> copy(ByteSource&, ByteRange) override { return Error{"nothing is copied here"}; }
 
     Result<Done> flush()
@@ -37,8 +41,10 @@ public:
     }
 
 private:
-    static Result<Done> writeAll(ByteSpan left)
+    Result<Done> writeAll(ByteSpan left)
     {
+        // Here the bytes are at hand: reading a large copy again takes as long as writing it.
+        marks.look(left);
         while (!left.empty()) {
             const ssize_t written = ::write(STDOUT_FILENO, left.data(), left.size());
             if (written < 0 && errno == EINTR)
@@ -51,12 +57,18 @@ private:
     }
 
     Bytes gathered;
+    MarkWatch marks;
 };
 
-void limit(int resource, std::uint64_t value)
+// Lowers a limit. One that is lower already stays.
+void limit(__rlimit_resource_t resource, std::uint64_t value)
 {
-    rlimit both{value, value};
-    ::setrlimit(static_cast<__rlimit_resource_t>(resource), &both);
+    rlimit now{};
+    if (::getrlimit(resource, &now) != 0)
+        return;
+    const rlim_t lower = std::min({now.rlim_cur, now.rlim_max, rlim_t{value}});
+    now = {lower, lower};
+    ::setrlimit(resource, &now);
 }
 
 // The library takes an object for which there was no memory for a damaged one, and would go on.
@@ -111,7 +123,8 @@ Outcome run(std::string_view task, ByteSource& source)
     }
     if (outcome == Outcome::done && !output.flush().ok())
         return Outcome::unwritable;
-    return outcome;
+    const bool isCopy = outcome == Outcome::done && task == "clean";
+    return isCopy && output.sawMark() ? Outcome::marked : outcome;
 }
 
 } // namespace
