@@ -26,7 +26,7 @@ if [ $# -gt 0 ]; then
     mkdir -p "$work"
 else
     work=$(mktemp -d /var/tmp/nullprint-bare-XXXXXX)
-    trap 'umount "$work"/*/dev "$work"/*/proc 2>/dev/null; rm -rf --one-file-system "$work"' EXIT
+    trap 'umount "$work"/*/dev "$work"/*/proc 2>/dev/null || :; rm -rf --one-file-system "$work"' EXIT
 fi
 
 say() {

@@ -15,9 +15,9 @@ import time
 import unittest
 import zlib
 
-from scratch import PDF_WORKER, ScratchTest
+from scratch import PDF_WORKER, ScratchTest, preloadable
 
-FAULTY_WRITES = pathlib.Path(os.environ["NP_FAULTY_WRITES"]).resolve()
+FAULTY_WRITES = preloadable(os.environ["NP_FAULTY_WRITES"])
 COPY = "letter (scrubbed).pdf"
 UNOPENABLE = "Couldn’t open the PDF (it may be damaged or password-protected)."
 UNWRITABLE = "Couldn’t write the cleaned PDF."

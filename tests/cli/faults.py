@@ -10,9 +10,9 @@ import signal
 import subprocess
 import unittest
 
-from scratch import ScratchTest, large_png
+from scratch import ScratchTest, large_png, preloadable
 
-FAULTY_WRITES = pathlib.Path(os.environ["NP_FAULTY_WRITES"]).resolve()
+FAULTY_WRITES = preloadable(os.environ["NP_FAULTY_WRITES"])
 NOBODY = 65534
 COPY = "large (scrubbed).png"
 

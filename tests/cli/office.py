@@ -13,9 +13,9 @@ import unittest
 import zipfile
 import zlib
 
-from scratch import ScratchTest, large_png
+from scratch import ScratchTest, large_png, preloadable
 
-FAULTY_WRITES = pathlib.Path(os.environ["NP_FAULTY_WRITES"]).resolve()
+FAULTY_WRITES = preloadable(os.environ["NP_FAULTY_WRITES"])
 SHARED_MEMORY = pathlib.Path("/dev/shm")  # A file system of its own, nearly everywhere.
 NOBODY = 65534
 MIB = 1024 * 1024

@@ -1,5 +1,6 @@
 """What the Python tests of the command line share: a folder of its own for every test, and the
 program that NULLPRINT names."""
+import atexit
 import os
 import pathlib
 import shutil
@@ -30,6 +31,14 @@ def large_png(parts=6):
         png += png_chunk(b"tEXt", b"Comment\0planted")
         png += png_chunk(b"IDAT", pixels[start:start + len(pixels) // parts + 1])
     return png + png_chunk(b"IEND", b"")
+
+
+def preloadable(library):
+    """The library at a path that the loader can be told: LD_PRELOAD has no way to name a space."""
+    holder = tempfile.TemporaryDirectory(prefix="nullprint-preload-")
+    atexit.register(holder.cleanup)
+    os.chmod(holder.name, 0o755)
+    return pathlib.Path(shutil.copy(library, holder.name))
 
 
 class ScratchTest(unittest.TestCase):
