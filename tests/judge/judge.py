@@ -27,7 +27,7 @@ TOOLS = (
 MISSING_STATUS = 77  # As CTest is told, so that it says that the test was left out.
 
 
-def pictures_in(folder, extensions):
+def files_in(folder, extensions):
     """Paths relative to the folder, sorted."""
     found = []
     for parent, _, names in os.walk(folder):
@@ -85,10 +85,10 @@ class Court:
             return tuple(pool.map(exiftool.read_all, (originals, copies)))
 
 
-def cases_of(folder, extensions, scratch):
-    names = pictures_in(folder, extensions)
+def cases_of(folder, extensions, scratch, kind=Case):
+    names = files_in(folder, extensions)
     return [
-        Case(os.path.join(folder, name), name, os.path.join(scratch, f"{index:04}"), index)
+        kind(os.path.join(folder, name), name, os.path.join(scratch, f"{index:04}"), index)
         for index, name in enumerate(names)
     ]
 
@@ -123,7 +123,7 @@ def options():
 
 def chosen_folder(folders, extensions, scratch):
     for folder in folders:
-        if pictures_in(folder, extensions):
+        if files_in(folder, extensions):
             return folder
     return made.make_pictures(os.path.join(scratch, "made"))
 
