@@ -105,6 +105,7 @@ void refuseFilesThatAreFolders(std::vector<PackagePart>& parts)
         return part->name.starts_with(folder->name) && part->name[folder->name.size()] == '/';
     };
     std::vector<PackagePart*> sorted;
+    sorted.reserve(parts.size());
     for (PackagePart& part : parts)
         sorted.push_back(&part);
     std::ranges::sort(sorted, comesBefore, &PackagePart::name);

@@ -4,6 +4,7 @@
 
 #include "engine/support/TextPattern.h"
 
+#include <limits>
 #include <string>
 
 namespace nullprint {
@@ -29,8 +30,10 @@ private:
 // What the first match encloses; nothing without a match, or when it encloses nothing.
 std::optional<std::string> firstCapture(std::string_view text, const TextPattern& pattern);
 
-// The first `most` captures of a walk. They borrow from the text.
+// All captures of a walk, or the first `most`. They borrow from the text.
 std::vector<std::string_view>
-allCaptures(std::string_view text, const TextPattern& pattern, std::size_t most);
+allCaptures(std::string_view text,
+            const TextPattern& pattern,
+            std::size_t most = std::numeric_limits<std::size_t>::max());
 
 } // namespace nullprint
