@@ -62,4 +62,22 @@ std::vector<FileURL> readFileURLs(const QMimeData& pasteboard)
     return files;
 }
 
+std::vector<FileURL> readFileURLs(const QStringList& uris)
+{
+    std::vector<FileURL> files;
+    for (const QString& uri : uris) {
+        if (auto file = fileOfURI(uri.toUtf8()))
+            files.push_back(*std::move(file));
+    }
+    return files;
+}
+
+QStringList urisOfFiles(const std::vector<FileURL>& files)
+{
+    QStringList uris;
+    for (const FileURL& file : files)
+        uris << QString::fromLatin1(uriOfFile(file));
+    return uris;
+}
+
 } // namespace nullprint::app

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QMimeData>
+#include <QStringList>
 
 #include <optional>
 #include <vector>
@@ -19,5 +20,7 @@ QByteArray uriOfFile(const FileURL& file);
 
 // The files among what was dragged or sent, in its order (text/uri-list, RFC 2483 5).
 std::vector<FileURL> readFileURLs(const QMimeData& pasteboard);
+std::vector<FileURL> readFileURLs(const QStringList& uris);
+QStringList urisOfFiles(const std::vector<FileURL>& files);
 
 } // namespace nullprint::app
