@@ -15,10 +15,11 @@
 #include "app/platform/StatusItem.h"
 #include "cli/AppLog.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QFileDialog>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QTimer>
 
 #include <sys/stat.h>
@@ -72,7 +73,14 @@ AppDelegate::AppDelegate(Surroundings surroundings)
 {
 }
 
-AppDelegate::~AppDelegate() = default;
+// The file that is worked on is finished, but nothing is left to look at meanwhile.
+AppDelegate::~AppDelegate()
+{
+    desktop.statusItem.hide();
+    for (QWidget* window : QApplication::topLevelWidgets())
+        window->hide();
+    QGuiApplication::sync();
+}
 
 void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
 {
@@ -113,7 +121,7 @@ void AppDelegate::buildPopover()
     const AppActions actions{
         .checkFiles = [this] { checkFiles(); },
         .openDropWindow = [this] { openDropWindow(); },
-        .quit = [] { QCoreApplication::quit(); },
+        .quit = [] { QCoreApplication::exit(0); }, // No window is asked.
         .setLogin = [this](bool on) { setLogin(on); },
     };
     popover = std::make_unique<Popover>(new PopoverView(model, actions));

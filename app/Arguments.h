@@ -13,9 +13,9 @@ inline constexpr const char* showMetadataService = "showMetadata";
 inline constexpr const char* scrubMetadataService = "scrubMetadata";
 
 struct StartRequest {
-    std::vector<FileURL> files;
+    std::vector<FileURL> files = {};
     // The service that file managers' menu entries name; empty when the files are just opened.
-    std::string service;
+    std::string service = {};
     // Started with the session and not by the user, who has nothing to be shown then.
     bool isLoginItem = false;
 };

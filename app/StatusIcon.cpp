@@ -27,7 +27,7 @@ QPixmap signPixmap(int side)
 
 QPixmap eyePixmap(int side)
 {
-    static const QIcon eye(QStringLiteral(":/icons/%1.svg").arg(QString::fromLatin1(applicationID)));
+    static const QIcon eye(QStringLiteral(":/nullprint/%1.svg").arg(QString::fromLatin1(applicationID)));
     const auto pixmap = eye.pixmap(QSize(side, side), 1.0);
     return pixmap.isNull() ? signPixmap(side) : pixmap;
 }

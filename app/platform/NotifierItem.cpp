@@ -2,7 +2,6 @@
 
 #include "app/Identity.h"
 
-#include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
@@ -14,7 +13,6 @@
 
 namespace nullprint::app {
 
-// Found by the library through the types' own namespace.
 QDBusArgument& operator<<(QDBusArgument& argument, const NotifierPicture& picture)
 {
     argument.beginStructure();
@@ -133,6 +131,12 @@ void NotifierItem::start()
             this,
             [this](const QString&, const QString&, const QString& owner) { watcherChanged(owner); });
     watcherChanged(watcherName);
+}
+
+void NotifierItem::stop()
+{
+    state = QStringLiteral("Passive");
+    emit NewStatus(state);
 }
 
 // A watcher that is new knows of no item.

@@ -2,6 +2,7 @@
 // freedesktop.org. It finds its host whenever that comes, goes or comes back.
 #pragma once
 
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusObjectPath>
 #include <QIcon>
@@ -24,6 +25,11 @@ struct NotifierToolTip {
     QString title;
     QString text;
 };
+
+QDBusArgument& operator<<(QDBusArgument& argument, const NotifierPicture& picture);
+const QDBusArgument& operator>>(const QDBusArgument& argument, NotifierPicture& picture);
+QDBusArgument& operator<<(QDBusArgument& argument, const NotifierToolTip& tip);
+const QDBusArgument& operator>>(const QDBusArgument& argument, NotifierToolTip& tip);
 
 class NotifierItem : public QObject {
     Q_OBJECT
@@ -48,12 +54,14 @@ public:
     void setToolTip(const QString& text);
     // From now on any host may show it.
     void start();
+    // Hosts let go of an item when its program is gone; until then it is as good as not there.
+    void stop();
     bool hasHost() const { return host; }
 
     QString category() const { return QStringLiteral("ApplicationStatus"); }
     QString id() const;
     QString title() const { return QStringLiteral("Nullprint"); }
-    QString status() const { return QStringLiteral("Active"); }
+    QString status() const { return state; }
     int windowId() const { return 0; }
     QString iconName() const { return name; }
     NotifierPictures iconPixmap() const { return pictures; }
@@ -69,6 +77,7 @@ signals:
     // NOLINTBEGIN(readability-identifier-naming): the interface's names.
     Q_SCRIPTABLE void NewIcon();
     Q_SCRIPTABLE void NewToolTip();
+    Q_SCRIPTABLE void NewStatus(const QString& status);
 
 public slots:
     // Whatever button was used, there is one panel.
@@ -91,6 +100,7 @@ private:
     QString name;
     NotifierPictures pictures;
     QString tip;
+    QString state = QStringLiteral("Active");
     bool host = false;
 };
 

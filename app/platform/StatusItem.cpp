@@ -57,6 +57,13 @@ void StatusItem::show(std::chrono::milliseconds patience)
     patienceTimer.start(patience);
 }
 
+void StatusItem::hide()
+{
+    patienceTimer.stop();
+    item.stop();
+    olderIcon.reset();
+}
+
 bool StatusItem::isInTray() const
 {
     return item.hasHost() || (olderIcon && QSystemTrayIcon::isSystemTrayAvailable());

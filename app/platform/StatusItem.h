@@ -26,6 +26,7 @@ public:
     // `patience` is how long a tray of the newer kind is waited for: long while a session begins,
     // when trays come in any order.
     void show(std::chrono::milliseconds patience);
+    void hide();
     // Whether the icon is in some tray at this moment.
     bool isInTray() const;
     // Where the icon is, as far as anybody knows.
