@@ -34,18 +34,24 @@ public:
     // Requests under way are given up.
     ~Heartbeat();
 
-    // Sends when it is time. Returns at once; when the endpoint has acknowledged, the store is told,
-    // otherwise nothing changes and nobody hears of it.
+    // Sends when it is time. Returns at once; when the endpoint has acknowledged, the store is
+    // told, otherwise nothing changes and nobody hears of it.
     void send();
     // Counts one panel opened ("ctPanelOpens") or one cleaning begun ("ctCleans").
     void bump(const QString& key);
 
 private:
-    class Request;
+    // As sent.
+    struct Counts {
+        qint64 opens;
+        qint64 cleans;
+    };
 
     bool isTime() const;
     QString installID();
-    void acknowledge(qint64 opens, qint64 fixes);
+    void ask(const QUrl& url, const Counts& counts, int redirectsLeft);
+    void finish(const QNetworkReply& reply, const Counts& counts, int redirectsLeft);
+    void acknowledge(const Counts& counts);
 
     DefaultsStore& store;
     Settings settings;

@@ -19,8 +19,8 @@ public:
     // Waits until every message is written.
     ~AppLog();
 
-    // Adds "[yyyy-MM-dd HH:mm:ss] message" and a line feed, soon, on a thread of its own. Returns at
-    // once, from any thread; lines stand in the order of the calls. Failures are kept to itself.
+    // Adds "[yyyy-MM-dd HH:mm:ss] message" and a line feed, soon, on a thread of its own. Returns
+    // at once, from any thread; lines stand in the order of the calls. Failures are kept to itself.
     void log(std::string message) noexcept;
 
     // Where the log of this user is: $XDG_STATE_HOME/nullprint/Nullprint.log.

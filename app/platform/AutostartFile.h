@@ -9,7 +9,7 @@ class AutostartFile : public LoginItem {
 public:
     // `program` is what is to be started, an absolute path.
     AutostartFile(QString file, QString program);
-    // In the user's folder, for the program that runs.
+    // In the autostart folder of the user.
     static QString usualFile();
 
     bool isEnabled() const override;
