@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/Alert.h"
 #include "app/Arguments.h"
 #include "app/DropWindow.h"
 #include "app/FileURIs.h"
@@ -17,9 +18,6 @@
 
 #include <QApplication>
 #include <QFileDialog>
-#include <QLabel>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QTimer>
 
 #include <sys/stat.h>
@@ -55,14 +53,6 @@ std::vector<FileURL> urlsOf(const QStringList& paths)
     for (const QString& path : paths)
         urls.push_back(FileURL::fromPath(QFile::encodeName(path).toStdString()));
     return urls;
-}
-
-// Names of files are shown as they are: without this they could be taken for HTML.
-void showAsPlainText(QMessageBox& box)
-{
-    box.setTextFormat(Qt::PlainText);
-    for (QLabel* label : box.findChildren<QLabel*>())
-        label->setTextFormat(Qt::PlainText);
 }
 
 } // namespace
@@ -309,11 +299,7 @@ void AppDelegate::finishServiceClean(const CleanResult& result)
     refreshPanelModel();
 
     const auto notice = serviceNotice(result);
-    auto* alert = new QMessageBox(QMessageBox::Information, {}, notice.message, QMessageBox::Ok);
-    alert->setAttribute(Qt::WA_DeleteOnClose);
-    alert->setInformativeText(notice.information);
-    alert->button(QMessageBox::Ok)->setText(QStringLiteral("OK"));
-    showAsPlainText(*alert);
+    auto* alert = newAlert(nullptr, notice.message, notice.information);
     alert->setModal(true);
     bringToFront(*alert);
 }

@@ -29,6 +29,8 @@ struct TextColors {
     QColor green;
 
     static TextColors of(const QPalette& desktop);
+
+    friend bool operator==(const TextColors&, const TextColors&) = default;
 };
 
 // The colours of a dark desktop, for platforms whose style knows only light ones.

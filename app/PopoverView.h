@@ -28,10 +28,12 @@ protected:
 
 private:
     QWidget* header();
+    QWidget* headline();
     QWidget* waysIn();
     QWidget* loginRow();
     void showModel();
     void fit();
+    void takeColors();
 
     UIModel& model;
     AppActions actions;

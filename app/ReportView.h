@@ -8,6 +8,7 @@
 #include <QTextEdit>
 #include <QTimer>
 
+#include <memory>
 #include <vector>
 
 namespace nullprint::app {
@@ -20,6 +21,7 @@ class ReportView : public QTextEdit {
 public:
     // The reports have to outlive the view.
     explicit ReportView(const std::vector<RevealReport>& reports, QWidget* parent = nullptr);
+    ~ReportView() override;
 
     // Renders again, ending in a line about that many copies and scrolled to it.
     void showCleaned(std::size_t copies);
@@ -32,19 +34,26 @@ protected:
     void changeEvent(QEvent* event) override;
 
 private:
-    enum class Part { heading, findings, spacing, summary, end };
+    enum class Part { heading, findings, summary, end };
     struct Place {
         Part part = Part::heading;
         std::size_t report = 0;
         std::size_t item = 0;
     };
+    struct Styles;
 
     void render();
     void writeSlice();
     void writeNext(QTextCursor& cursor);
+    void writeHeading(QTextCursor& cursor, const RevealReport& report) const;
+    void writeFinding(QTextCursor& cursor, const RevealReport& report);
+    void writeSummary(QTextCursor& cursor) const;
 
     const std::vector<RevealReport>& reports;
+    TextColors colors;
+    std::unique_ptr<Styles> styles;
     std::size_t cleanedCopies = 0;
+    bool scrollsToEnd = false;
     Place next;
     QTimer slices;
 };

@@ -45,6 +45,7 @@ protected:
 
 private:
     QWidget* buttonBar();
+    QPushButton* buildCleanButton();
     void takeBackground();
     void showSkipped(const std::vector<std::string>& skipped);
     void writeReport(const QString& file) const;

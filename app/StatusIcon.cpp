@@ -2,6 +2,7 @@
 
 #include "app/Identity.h"
 #include "app/Palette.h"
+#include "app/Symbols.h"
 
 #include <QGuiApplication>
 #include <QPainter>
@@ -27,8 +28,7 @@ QPixmap signPixmap(int side)
 
 QPixmap eyePixmap(int side)
 {
-    static const QIcon eye(QStringLiteral(":/nullprint/%1.svg").arg(QString::fromLatin1(applicationID)));
-    const auto pixmap = eye.pixmap(QSize(side, side), 1.0);
+    const auto pixmap = applicationIcon().pixmap(QSize(side, side), 1.0);
     return pixmap.isNull() ? signPixmap(side) : pixmap;
 }
 

@@ -1,0 +1,67 @@
+#include "app/Alert.h"
+
+#include "app/Symbols.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QPlainTextEdit>
+
+namespace nullprint::app {
+namespace {
+
+constexpr int iconSide = 48;
+constexpr int textWidth = 400;
+constexpr int textHeight = 240;
+
+bool fits(const QLabel& label)
+{
+    const auto needed = label.fontMetrics().boundingRect(QRect(0, 0, textWidth, 0),
+                                                         Qt::TextWordWrap,
+                                                         label.text());
+    return needed.width() <= textWidth && needed.height() <= textHeight;
+}
+
+// In the label's place. Names without spaces are broken where the line ends.
+void makeScrollable(QGridLayout& layout, QLabel& label)
+{
+    int row = 0;
+    int column = 0;
+    int rows = 0;
+    int columns = 0;
+    layout.getItemPosition(layout.indexOf(&label), &row, &column, &rows, &columns);
+    label.hide();
+    auto* text = new QPlainTextEdit(label.text());
+    text->setReadOnly(true);
+    text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    text->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    text->setTabChangesFocus(true);
+    text->setFixedSize(textWidth, textHeight);
+    text->setAccessibleName(label.text());
+    layout.addWidget(text, row, column, rows, columns);
+}
+
+} // namespace
+
+QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& information)
+{
+    auto* alert = new QMessageBox(parent);
+    alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->setWindowTitle(QStringLiteral("Nullprint"));
+    alert->setIconPixmap(applicationIcon().pixmap(QSize(iconSide, iconSide),
+                                                  alert->devicePixelRatioF()));
+    alert->setTextFormat(Qt::PlainText);
+    alert->setText(message);
+    alert->setStandardButtons(QMessageBox::Ok);
+    if (information.isEmpty())
+        return alert;
+    alert->setInformativeText(information);
+    // The box's text format does not reach this label.
+    auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
+    label->setTextFormat(Qt::PlainText);
+    label->setOpenExternalLinks(false);
+    if (auto* layout = qobject_cast<QGridLayout*>(alert->layout()); layout && !fits(*label))
+        makeScrollable(*layout, *label);
+    return alert;
+}
+
+} // namespace nullprint::app
