@@ -29,6 +29,9 @@ class RevealWindowController;
 class StatusItem;
 struct StartRequest;
 
+inline constexpr std::chrono::milliseconds usualFirstHeartbeat = std::chrono::seconds(10);
+inline constexpr std::chrono::milliseconds usualHeartbeatPeriod = std::chrono::hours(6);
+
 // What the delegate works with. All of it outlives the delegate.
 struct Surroundings {
     DefaultsStore& standard;
@@ -41,8 +44,8 @@ struct Surroundings {
     StatusItem& statusItem;
     std::function<void()> rebuildServicesList;
 
-    std::chrono::milliseconds firstHeartbeat = std::chrono::seconds(10);
-    std::chrono::milliseconds heartbeatPeriod = std::chrono::hours(6);
+    std::chrono::milliseconds firstHeartbeat = usualFirstHeartbeat;
+    std::chrono::milliseconds heartbeatPeriod = usualHeartbeatPeriod;
 };
 
 // Lives on the main thread for the whole process.

@@ -32,6 +32,9 @@ public:
     // Where the icon is, as far as anybody knows.
     std::optional<QRect> place() const { return lastPlace; }
 
+    QString text() const { return toolTip; }
+    NotifierPictures pictures() const { return item.iconPixmap(); }
+
 signals:
     void activated();
     // Told once when, after the time of patience, there is no tray of any kind.

@@ -8,7 +8,7 @@
 #include <QDBusVariant>
 #include <QUuid>
 
-namespace nullprint::app::tests {
+namespace nullprint::tests {
 namespace {
 
 const auto watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
@@ -67,12 +67,12 @@ QVariant FakeTray::property(const char* name) const
 
 QString FakeTray::toolTip() const
 {
-    return qdbus_cast<NotifierToolTip>(property("ToolTip").value<QDBusArgument>()).title;
+    return qdbus_cast<app::NotifierToolTip>(property("ToolTip").value<QDBusArgument>()).title;
 }
 
-NotifierPictures FakeTray::pictures() const
+app::NotifierPictures FakeTray::pictures() const
 {
-    return qdbus_cast<NotifierPictures>(property("IconPixmap").value<QDBusArgument>());
+    return qdbus_cast<app::NotifierPictures>(property("IconPixmap").value<QDBusArgument>());
 }
 
 void FakeTray::click(const char* method, QPoint place) const
@@ -84,4 +84,4 @@ void FakeTray::click(const char* method, QPoint place) const
     bus.asyncCall(call << place.x() << place.y());
 }
 
-} // namespace nullprint::app::tests
+} // namespace nullprint::tests

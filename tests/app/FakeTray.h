@@ -10,7 +10,7 @@
 #include <QObject>
 #include <QStringList>
 
-namespace nullprint::app::tests {
+namespace nullprint::tests {
 
 class FakeTray : public QObject {
     Q_OBJECT
@@ -31,7 +31,7 @@ public:
     // Of the one item.
     QVariant property(const char* name) const;
     QString toolTip() const;
-    NotifierPictures pictures() const;
+    app::NotifierPictures pictures() const;
     void click(const char* method, QPoint place) const;
     int signalCount(const char* name) const { return counts.value(QString::fromLatin1(name)); }
 
@@ -55,4 +55,4 @@ private:
     QMap<QString, int> counts;
 };
 
-} // namespace nullprint::app::tests
+} // namespace nullprint::tests

@@ -3,7 +3,7 @@
 
 #include <QTest>
 
-namespace nullprint::app::tests {
+namespace nullprint::tests {
 
 // Long enough for a loaded machine under sanitizers; nothing ever takes that long.
 inline constexpr int patienceMs = 30'000;
@@ -20,4 +20,4 @@ inline void letPass(int ms = 100)
     QTest::qWait(ms);
 }
 
-} // namespace nullprint::app::tests
+} // namespace nullprint::tests

@@ -18,7 +18,7 @@ TEST(PopoverPlace, isBesideTheIcon)
 {
     const auto below = popoverPlace(size, {960, 4, 24, 24}, screen);
     EXPECT_GE(below.top(), 30);
-    EXPECT_NEAR(below.center().x(), 972, 1);
+    EXPECT_NEAR(below.center().x(), 971, 1);
     const auto above = popoverPlace(size, {960, 1050, 24, 24}, screen);
     EXPECT_LT(above.bottom(), 1050);
     EXPECT_GE(above.bottom(), 1040);
