@@ -15,7 +15,6 @@ struct MenuPlaces {
     QStringList configFolders;  // $XDG_CONFIG_DIRS
     QStringList dataFolders;    // $XDG_DATA_DIRS
     QStringList programFolders; // $PATH
-    QStringList libraryFolders; // Where file managers' extensions may be.
 
     static MenuPlaces usual();
 };

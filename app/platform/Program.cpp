@@ -35,6 +35,13 @@ QString quotedForExec(const QString& word)
     return u'"' + escapedForEntry(quoted) + u'"';
 }
 
+QString quotedForPython(const QString& word)
+{
+    QString quoted = escapedForEntry(word);
+    quoted.replace(u'"', QStringLiteral("\\\""));
+    return u'"' + quoted + u'"';
+}
+
 QString quotedForShell(const QString& word)
 {
     QString quoted = word;

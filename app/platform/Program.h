@@ -12,7 +12,8 @@ QString runningProgram();
 // A word for the Exec key of a desktop entry: quoted, and escaped once more for being in a file
 // (Desktop Entry Specification, "The Exec key").
 QString quotedForExec(const QString& word);
-// A word for sh.
+// A word for sh, and a string for Python.
 QString quotedForShell(const QString& word);
+QString quotedForPython(const QString& word);
 
 } // namespace nullprint::app

@@ -491,6 +491,9 @@ TEST_F(AppDelegateTest, keepsOneDropWindow)
     ASSERT_NE(drop, nullptr);
     QMimeData dragged;
     dragged.setData(QStringLiteral("text/uri-list"), uriOfFile(photo()));
+    QDragEnterEvent entering(QPoint(100, 100), Qt::CopyAction, &dragged, Qt::LeftButton,
+                             Qt::NoModifier);
+    QApplication::sendEvent(drop, &entering);
     QDropEvent event(QPointF(100, 100), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(drop, &event);
     ASSERT_NE(theWindow<RevealWindowController>(), nullptr);
