@@ -1,6 +1,7 @@
 #include "app/Alert.h"
 
-#include "app/Symbols.h"
+#include "app/Fonts.h"
+#include "app/PushButton.h"
 
 #include <QGridLayout>
 #include <QLabel>
@@ -10,6 +11,7 @@ namespace nullprint::app {
 namespace {
 
 constexpr int iconSide = 48;
+constexpr int smallestWidth = 320;
 constexpr int textWidth = 400;
 constexpr int textHeight = 240;
 
@@ -40,6 +42,19 @@ void makeScrollable(QGridLayout& layout, QLabel& label)
     layout.addWidget(text, row, column, rows, columns);
 }
 
+void showInformation(QMessageBox& alert, const QString& information)
+{
+    alert.setInformativeText(information);
+    // The box's text format does not reach this label.
+    auto* label = alert.findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
+    label->setTextFormat(Qt::PlainText);
+    label->setOpenExternalLinks(false);
+    label->setFont(systemFont(fontPixels::body));
+    label->setMinimumWidth(smallestWidth);
+    if (auto* layout = qobject_cast<QGridLayout*>(alert.layout()); layout && !fits(*label))
+        makeScrollable(*layout, *label);
+}
+
 } // namespace
 
 QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& information)
@@ -47,20 +62,18 @@ QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& in
     auto* alert = new QMessageBox(parent);
     alert->setAttribute(Qt::WA_DeleteOnClose);
     alert->setWindowTitle(QStringLiteral("Nullprint"));
-    alert->setIconPixmap(applicationIcon().pixmap(QSize(iconSide, iconSide),
-                                                  alert->devicePixelRatioF()));
+    alert->setIconPixmap(
+        applicationIcon().pixmap(QSize(iconSide, iconSide), alert->devicePixelRatioF()));
     alert->setTextFormat(Qt::PlainText);
     alert->setText(message);
-    alert->setStandardButtons(QMessageBox::Ok);
-    if (information.isEmpty())
-        return alert;
-    alert->setInformativeText(information);
-    // The box's text format does not reach this label.
-    auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
-    label->setTextFormat(Qt::PlainText);
-    label->setOpenExternalLinks(false);
-    if (auto* layout = qobject_cast<QGridLayout*>(alert->layout()); layout && !fits(*label))
-        makeScrollable(*layout, *label);
+    auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    label->setFont(systemFont(fontPixels::body, QFont::DemiBold));
+    auto* ok = new PushButton(QStringLiteral("OK"), PushButton::Look::bordered);
+    alert->addButton(ok, QMessageBox::AcceptRole);
+    alert->setDefaultButton(ok);
+    alert->setEscapeButton(ok);
+    if (!information.isEmpty())
+        showInformation(*alert, information);
     return alert;
 }
 

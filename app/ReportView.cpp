@@ -5,14 +5,16 @@
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QScrollBar>
-#include <QTextFrame>
 
 namespace nullprint::app {
 namespace {
 
 constexpr int sideInset = 16;
 constexpr int topInset = 14;
-constexpr int sliceMs = 8; // Laying it out takes about as long again.
+constexpr int sliceMs = 8;
+// Laying out a line takes time by the square of its paragraph's length: where a paragraph is longer
+// than any that people write, it goes on in a new one.
+constexpr qsizetype longestParagraph = 2000;
 
 QTextCharFormat styled(const QFont& font, const QColor& color)
 {
@@ -62,7 +64,7 @@ struct ReportView::Styles {
 };
 
 ReportView::ReportView(const std::vector<RevealReport>& reports, QWidget* parent)
-    : QTextEdit(parent)
+    : QPlainTextEdit(parent)
     , reports(reports)
 {
     setReadOnly(true);
@@ -73,6 +75,8 @@ ReportView::ReportView(const std::vector<RevealReport>& reports, QWidget* parent
     setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     setFont(systemFont(fontPixels::body));
     setTabChangesFocus(true);
+    document()->setDocumentMargin(topInset);
+    setViewportMargins(sideInset - topInset, 0, sideInset - topInset, 0);
     setAccessibleName(QStringLiteral("Report"));
     slices.setInterval(0);
     connect(&slices, &QTimer::timeout, this, &ReportView::writeSlice);
@@ -93,13 +97,8 @@ void ReportView::render()
     colors = TextColors::of(QApplication::palette());
     styles = std::make_unique<Styles>(colors);
     next = {};
+    runs.clear();
     clear();
-    auto margins = document()->rootFrame()->frameFormat();
-    margins.setLeftMargin(sideInset);
-    margins.setRightMargin(sideInset);
-    margins.setTopMargin(topInset);
-    margins.setBottomMargin(topInset);
-    document()->rootFrame()->setFrameFormat(margins);
     slices.start();
     writeSlice();
     moveCursor(QTextCursor::Start); // It went along with what was inserted.
@@ -113,7 +112,7 @@ void ReportView::writeSlice()
     cursor.movePosition(QTextCursor::End);
     cursor.beginEditBlock();
     while (!isComplete() && spent.elapsed() < sliceMs)
-        writeNext(cursor);
+        writePiece(cursor);
     cursor.endEditBlock();
     if (!isComplete())
         return;
@@ -123,21 +122,43 @@ void ReportView::writeSlice()
     emit completed();
 }
 
-// One piece, and which one follows.
-void ReportView::writeNext(QTextCursor& cursor)
+// One paragraph at most.
+void ReportView::writePiece(QTextCursor& cursor)
+{
+    if (runs.empty())
+        prepareNext();
+    if (runs.empty())
+        return;
+    auto& [text, format, written] = runs.front();
+    auto end = std::min(written + longestParagraph, text.size());
+    if (end < text.size() && text[end].isLowSurrogate())
+        --end;
+    const auto lineFeed = text.indexOf(u'\n', written);
+    if (lineFeed >= 0 && lineFeed < end)
+        end = lineFeed + 1;
+    cursor.insertText(text.sliced(written, end - written), format);
+    if (end - written >= longestParagraph - 1 && text[end - 1] != u'\n')
+        cursor.insertText(QStringLiteral("\n"), format);
+    written = end;
+    if (written == text.size())
+        runs.pop_front();
+}
+
+// What stands at the next place, and which place follows.
+void ReportView::prepareNext()
 {
     if (next.part == Part::heading && next.report == reports.size())
         next.part = Part::summary;
     switch (next.part) {
     case Part::heading:
-        writeHeading(cursor, reports[next.report]);
+        prepareHeading(reports[next.report]);
         next.part = Part::findings;
         return;
     case Part::findings:
-        writeFinding(cursor, reports[next.report]);
+        prepareFinding(reports[next.report]);
         return;
     case Part::summary:
-        writeSummary(cursor);
+        prepareSummary();
         next.part = Part::end;
         return;
     case Part::end:
@@ -145,50 +166,49 @@ void ReportView::writeNext(QTextCursor& cursor)
     }
 }
 
-void ReportView::writeHeading(QTextCursor& cursor, const RevealReport& report) const
+void ReportView::prepareHeading(const RevealReport& report)
 {
-    cursor.insertText(shown(report.url.lastPathComponent()) + u'\n', styles->title);
-    cursor.insertText(shown(report.kind) + u'\n', styles->small);
+    runs.push_back({shown(report.url.lastPathComponent()) + u'\n', styles->title});
+    runs.push_back({shown(report.kind) + u'\n', styles->small});
 }
 
-void ReportView::writeFinding(QTextCursor& cursor, const RevealReport& report)
+void ReportView::prepareFinding(const RevealReport& report)
 {
     const auto indent = QStringLiteral("  ");
     if (report.note) {
-        cursor.insertText(indent + shown(*report.note) + u'\n', styles->note);
+        runs.push_back({indent + shown(*report.note) + u'\n', styles->note});
     } else if (report.items.empty()) {
-        cursor.insertText(QStringLiteral("  ✓ No hidden metadata found — nothing to remove.\n"),
-                          styles->nothingFound);
+        runs.push_back({QStringLiteral("  ✓ No hidden metadata found — nothing to remove.\n"),
+                        styles->nothingFound});
     } else {
         const auto& item = report.items[next.item];
-        cursor.insertText(indent, styles->plain);
-        cursor.insertText(shown(item.icon), styles->icon);
-        cursor.insertText(indent, styles->plain);
-        cursor.insertText(shown(item.label) + QStringLiteral(": "), styles->strong);
-        cursor.insertText(shown(item.detail) + u'\n', styles->detail);
+        runs.push_back({indent, styles->plain});
+        runs.push_back({shown(item.icon), styles->icon});
+        runs.push_back({indent, styles->plain});
+        runs.push_back({shown(item.label) + QStringLiteral(": "), styles->strong});
+        runs.push_back({shown(item.detail) + u'\n', styles->detail});
         if (++next.item < report.items.size())
             return;
     }
-    cursor.insertText(QStringLiteral("\n"), styles->plain);
+    runs.push_back({QStringLiteral("\n"), styles->plain});
     next = {Part::heading, next.report + 1, 0};
 }
 
-void ReportView::writeSummary(QTextCursor& cursor) const
+void ReportView::prepareSummary()
 {
     if (cleanedCopies == 0)
         return;
     const auto plural = cleanedCopies == 1 ? QString() : QStringLiteral("s");
-    cursor.insertText(QStringLiteral("✓ Cleaned %1 file%2. ").arg(cleanedCopies).arg(plural),
-                      styles->cleaned);
-    cursor.insertText(
-        QStringLiteral("Saved next to the originals with “ (scrubbed)” in the name.\n"),
-        styles->small);
+    runs.push_back({QStringLiteral("✓ Cleaned %1 file%2. ").arg(cleanedCopies).arg(plural),
+                    styles->cleaned});
+    runs.push_back({QStringLiteral("Saved next to the originals with “ (scrubbed)” in the name.\n"),
+                    styles->small});
 }
 
 // Colours that were given by name do not follow the desktop's.
 void ReportView::changeEvent(QEvent* event)
 {
-    QTextEdit::changeEvent(event);
+    QPlainTextEdit::changeEvent(event);
     if (event->type() != QEvent::PaletteChange || styles == nullptr ||
         colors == TextColors::of(QApplication::palette()))
         return;

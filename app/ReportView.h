@@ -4,18 +4,21 @@
 #include "app/Palette.h"
 #include "engine/reveal/RevealReport.h"
 
+#include <QPlainTextEdit>
+#include <QTextCharFormat>
 #include <QTextCursor>
-#include <QTextEdit>
 #include <QTimer>
 
+#include <deque>
 #include <memory>
 #include <vector>
 
 namespace nullprint::app {
 
-// The text is complete at once when it is short. The rest of a long one follows in slices, so that
+// A plain text edit has fonts and colours as a rich one has, and lays out only the lines that are
+// seen: thousands of files cost no time when the window is resized. The text is complete at once when it is short. The rest of a long one follows in slices, so that
 // neither windows nor input wait for it; what is there is always a beginning of the whole.
-class ReportView : public QTextEdit {
+class ReportView : public QPlainTextEdit {
     Q_OBJECT
 
 public:
@@ -25,7 +28,7 @@ public:
 
     // Renders again, ending in a line about that many copies and scrolled to it.
     void showCleaned(std::size_t copies);
-    bool isComplete() const { return next.part == Part::end; }
+    bool isComplete() const { return next.part == Part::end && runs.empty(); }
 
 signals:
     void completed();
@@ -41,13 +44,19 @@ private:
         std::size_t item = 0;
     };
     struct Styles;
+    struct Run {
+        QString text;
+        QTextCharFormat format;
+        qsizetype written = 0;
+    };
 
     void render();
     void writeSlice();
-    void writeNext(QTextCursor& cursor);
-    void writeHeading(QTextCursor& cursor, const RevealReport& report) const;
-    void writeFinding(QTextCursor& cursor, const RevealReport& report);
-    void writeSummary(QTextCursor& cursor) const;
+    void writePiece(QTextCursor& cursor);
+    void prepareNext();
+    void prepareHeading(const RevealReport& report);
+    void prepareFinding(const RevealReport& report);
+    void prepareSummary();
 
     const std::vector<RevealReport>& reports;
     TextColors colors;
@@ -55,6 +64,7 @@ private:
     std::size_t cleanedCopies = 0;
     bool scrollsToEnd = false;
     Place next;
+    std::deque<Run> runs; // What is to be written before the next place.
     QTimer slices;
 };
 
