@@ -76,7 +76,8 @@ void append(int log, ByteSpan line)
 
 void writeLine(const std::filesystem::path& file, const std::string& message)
 {
-    const std::string line = "[" + timestamp() + "] " + message + "\n";
+    std::string line = "[";
+    line.append(timestamp()).append("] ").append(message).append("\n");
     rotate(file);
     if (!isUTF8(line))
         return;
