@@ -31,10 +31,10 @@ constexpr char hiddenByte(char byte)
 }
 
 // Evaluated by the compiler alone, so that the address stands nowhere in the program as it is.
-template <std::size_t size> consteval std::array<char, size - 1> hidden(const char (&address)[size])
+template <std::size_t Size> consteval std::array<char, Size - 1> hidden(const char (&address)[Size])
 {
-    std::array<char, size - 1> bytes{};
-    for (std::size_t i = 0; i + 1 < size; ++i)
+    std::array<char, Size - 1> bytes{};
+    for (std::size_t i = 0; i + 1 < Size; ++i)
         bytes.at(i) = hiddenByte(address[i]);
     return bytes;
 }

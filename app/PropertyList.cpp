@@ -229,7 +229,7 @@ std::optional<QVariantMap> readPropertyList(const QByteArray& xml)
 
 std::optional<QByteArray> writePropertyList(const QVariantMap& values)
 {
-    const auto xml = Writer().write(values);
+    auto xml = Writer().write(values);
     // What cannot be read again, such as a control character in a text, would cost all the rest.
     if (!xml || !readPropertyList(*xml))
         return std::nullopt;

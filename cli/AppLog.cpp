@@ -76,8 +76,8 @@ void append(int log, ByteSpan line)
 
 void writeLine(const std::filesystem::path& file, const std::string& message)
 {
-    std::string line(1, '[');
-    line.append(timestamp()).append("] ").append(message).append(1, '\n');
+    std::string line = "[";
+    line.append(timestamp()).append("] ").append(message).append("\n");
     rotate(file);
     if (!isUTF8(line))
         return;
