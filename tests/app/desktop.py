@@ -93,6 +93,7 @@ class Desktop:
         with os.fdopen(read) as pipe:
             os.environ["DISPLAY"] = ":" + pipe.readline().strip()
         os.environ["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
+        os.environ["QT_LOGGING_RULES"] = "qt.accessibility.*=false"  # Looked at while it goes.
         self.start("openbox", "--sm-disable")
         wait_for(lambda: "supporting WM" in self.shell("xprop -root _NET_SUPPORTING_WM_CHECK") or
                  "window id" in self.shell("xprop -root _NET_SUPPORTING_WM_CHECK"), "openbox")

@@ -174,8 +174,10 @@ class FromElsewhere(OnADesktop):
         self.desktop.call("ActivateAction", "scrubMetadata", both, "{}")
         self.widgets.find("label", "Cleaned 1 file")
         self.assertTrue((self.desktop.files / "a b%41&' (scrubbed).jpg").exists())
-        information = next(node.get_name() for node in self.widgets.all()
-                           if (node.get_name() or "").startswith("Cleaned copies were saved"))
+        information = wait_for(lambda: next(
+            (node.get_name() for node in self.widgets.all()
+             if (node.get_name() or "").startswith("Cleaned copies were saved")), None),
+            "the informative text")
         self.assertTrue(information.endswith(
             "\n\nSkipped:\n• Old.doc — Legacy “.doc” format isn’t supported. Open it in the Office "
             "app and re-save as “.docx”, then scrub that."), information)
