@@ -11,9 +11,10 @@ namespace {
 constexpr std::size_t keptBytes = 16; // Of the check of the user's password; the rest is arbitrary.
 
 // Stands for the empty password (ISO 32000-2, 7.6.4.3.2, step a).
-constexpr auto padding = std::to_array<Byte>(
-    {0x28, 0xBF, 0x4E, 0x5E, 0x4E, 0x75, 0x8A, 0x41, 0x64, 0x00, 0x4E, 0x56, 0xFF, 0xFA, 0x01, 0x08,
-     0x2E, 0x2E, 0x00, 0xB6, 0xD0, 0x68, 0x3E, 0x80, 0x2F, 0x0C, 0xA9, 0xFE, 0x64, 0x53, 0x69, 0x7A});
+constexpr auto padding =
+    std::to_array<Byte>({0x28, 0xBF, 0x4E, 0x5E, 0x4E, 0x75, 0x8A, 0x41, 0x64, 0x00, 0x4E,
+                         0x56, 0xFF, 0xFA, 0x01, 0x08, 0x2E, 0x2E, 0x00, 0xB6, 0xD0, 0x68,
+                         0x3E, 0x80, 0x2F, 0x0C, 0xA9, 0xFE, 0x64, 0x53, 0x69, 0x7A});
 
 Bytes digestOf(ByteSpan first, ByteSpan second)
 {
@@ -75,22 +76,25 @@ std::unique_ptr<QPDF> encryptedAlike(QPDF& document, const std::string& identifi
     QPDFObjectHandle encryption = document.getTrailer().getKey("/Encrypt").shallowCopy();
     const std::string owner = encryption.getKey("/O").getStringValue();
     QPDFObjectHandle encryptsMetadata = encryption.getKey("/EncryptMetadata");
-    const QPDF::EncryptionData data(
-        version,
-        revision,
-        static_cast<int>(document.getEncryptionKey().size()),
-        permissions,
-        owner,
-        {},
-        {},
-        {},
-        {},
-        identifier,
-        !encryptsMetadata.isBool() || encryptsMetadata.getBoolValue());
+    const int keyBytes = static_cast<int>(document.getEncryptionKey().size());
+    const QPDF::EncryptionData data(version,
+                                    revision,
+                                    keyBytes,
+                                    permissions,
+                                    owner,
+                                    {},
+                                    {},
+                                    {},
+                                    {},
+                                    identifier,
+                                    !encryptsMetadata.isBool() || encryptsMetadata.getBoolValue());
     const std::string password = document.getTrimmedUserPassword();
     const std::string key = QPDF::compute_encryption_key(document.getPaddedUserPassword(), data);
-    encryption.replaceKey(
-        "/U", QPDFObjectHandle::newString(passwordCheck(key, revision, identifier)));
+    encryption.replaceKey("/U",
+                          QPDFObjectHandle::newString(passwordCheck(key, revision, identifier)));
+
+    // The library reads AES with the one length of key that there is, and writes what stands here.
+    encryption.replaceKey("/Length", QPDFObjectHandle::newInteger(8 * keyBytes));
 
     auto alike = std::make_unique<QPDF>();
     alike->setLogger(document.getLogger());

@@ -68,8 +68,8 @@ bool isAnnotation(QPDFObjectHandle dictionary)
 // Something else may refer to it, too. A damaged trailer may take part of the document for it.
 void emptyInformation(QPDFObjectHandle information)
 {
-    if (!information.isDictionary() || information.hasKey("/Pages") || information.hasKey("/Kids") ||
-        information.hasKey("/Parent"))
+    if (!information.isDictionary() || information.hasKey("/Pages") ||
+        information.hasKey("/Kids") || information.hasKey("/Parent"))
         return;
     for (const std::string& key : information.getKeys())
         information.removeKey(key);

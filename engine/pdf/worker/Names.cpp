@@ -41,8 +41,7 @@ void spellNames(QPDFObjectHandle array)
     }
 }
 
-void spellNames(QPDFObjectHandle dictionary,
-                const std::map<std::string, QPDFObjectHandle>& entries)
+void spellNames(QPDFObjectHandle dictionary, const std::map<std::string, QPDFObjectHandle>& entries)
 {
     std::map<std::string, QPDFObjectHandle> respelled;
     for (const auto& [key, value] : entries) {

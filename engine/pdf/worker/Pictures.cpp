@@ -66,19 +66,14 @@ public:
 
     void write(unsigned char const* data, size_t length) override
     {
-        if (content.size() + length > most)
-            isTooLong = true;
-        else
-            append(content, ByteSpan(data, length));
+        if (content.size() + length > limits::partBytes)
+            throw std::runtime_error("a picture that is too large");
+        append(content, ByteSpan(data, length));
     }
     void finish() override {}
 
-    bool hasAll() const { return !isTooLong; }
-
 private:
-    static constexpr std::uint64_t most = limits::partBytes;
     Bytes& content;
-    bool isTooLong = false;
 };
 
 class PipelineSink final : public ByteSink {
@@ -163,8 +158,7 @@ bool unpack(QPDFObjectHandle stream, PDFFile& file, Bytes& content)
     Collector collector(content);
     bool isFiltered = false;
     try {
-        return packed.pipeStreamData(&collector, &isFiltered, 0, qpdf_dl_generalized) &&
-               isFiltered && collector.hasAll();
+        return packed.pipeStreamData(&collector, &isFiltered, 0, qpdf_dl_generalized) && isFiltered;
     } catch (const std::runtime_error&) { // Damaged. What came before the damage is there.
         return false;
     }
@@ -211,8 +205,7 @@ private:
         memory->clear();
         Collector collector(*memory);
         bool isFiltered = false;
-        if (!original.pipeStreamData(&collector, &isFiltered, 0, qpdf_dl_none) ||
-            !collector.hasAll())
+        if (!original.pipeStreamData(&collector, &isFiltered, 0, qpdf_dl_none))
             throw std::runtime_error("a picture cannot be read");
         return *memory;
     }
