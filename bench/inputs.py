@@ -194,6 +194,23 @@ def scan(folder, megabytes):
     return path
 
 
+def even_scan(folder, megabytes):
+    """The same, with pictures that all have one size, though not one content."""
+    path = os.path.join(folder, f"{megabytes}-MB-even-scan.pdf")
+    if not os.path.exists(path):
+        page, picture = _scanned_page(folder, 1000)
+        # The last coded bytes of a picture can be any.
+        end = picture.rindex(b"\nendstream") - 12
+        _pdf(
+            path,
+            _document(
+                [page, picture[:end] + b"%06d" % number + picture[end + 6 :]]
+                for number in range(megabytes)
+            ),
+        )
+    return path
+
+
 def text(folder, pages):
     """A document of this many pages of text, with a link on each."""
     path = os.path.join(folder, f"{pages}-pages.pdf")

@@ -104,6 +104,7 @@ def documents(bench):
     heading("Documents", f"{'ms':>10}{'qpdf, ms':>10}{'ratio':>8}{'target':>8}")
     made = (
         ("scan, 50 MB", inputs.scan(bench.folder, 50)),
+        ("scan, 50 MB, even sizes", inputs.even_scan(bench.folder, 50)),
         ("text, 5000 pages", inputs.text(bench.folder, 5000)),
     )
     for name, path in made:
