@@ -108,8 +108,10 @@ void NotifierItem::setToolTip(const QString& text)
 
 void NotifierItem::start()
 {
-    if (!bus.isConnected())
+    if (!bus.isConnected()) {
+        setHost(false);
         return;
+    }
     bus.registerObject(itemPath,
                        this,
                        QDBusConnection::ExportScriptableContents |

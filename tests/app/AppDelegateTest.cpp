@@ -21,7 +21,7 @@
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QTextEdit>
+#include <QPlainTextEdit>
 
 #include <filesystem>
 #include <fstream>
@@ -293,7 +293,7 @@ TEST_F(AppDelegateTest, checksFilesInOneWindow)
     EXPECT_EQ(life.delegate.revealWindowCount(), 0U);
     auto* window = theWindow<RevealWindowController>();
     ASSERT_NE(window, nullptr);
-    const auto* report = window->findChild<QTextEdit*>();
+    const auto* report = window->findChild<QPlainTextEdit*>();
     ASSERT_NE(report, nullptr);
     ASSERT_TRUE(comesTrue([&] { return report->toPlainText().contains(QStringLiteral("gone.png")); }));
     qsizetype last = -1;
