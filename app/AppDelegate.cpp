@@ -83,7 +83,7 @@ void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
 
     showsPanelWithoutTray = request.files.empty() && !request.isLoginItem;
     desktop.statusItem.show(request.isLoginItem ? StatusItem::Start::withSession
-                                                 : StatusItem::Start::byUser);
+                                                : StatusItem::Start::byUser);
     if (!request.service.empty())
         performAction(QString::fromStdString(request.service), urisOfFiles(request.files));
     else

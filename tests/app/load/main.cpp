@@ -139,7 +139,9 @@ void removeCopies(const fs::path& folder)
 }
 
 // A window is opened, every second time its files are cleaned, and it is closed.
-bool useOnce(AppDelegate& delegate, const DefaultsStore& store, const std::vector<FileURL>& files,
+bool useOnce(AppDelegate& delegate,
+             const DefaultsStore& store,
+             const std::vector<FileURL>& files,
              bool cleans)
 {
     delegate.checkURLs(files);
@@ -149,9 +151,8 @@ bool useOnce(AppDelegate& delegate, const DefaultsStore& store, const std::vecto
     if (cleans) {
         const auto before = store.integer(QStringLiteral("totalCleaned"));
         window->cleanNow();
-        if (!QTest::qWaitFor(
-                [&] { return store.integer(QStringLiteral("totalCleaned")) > before; },
-                patienceMs))
+        if (!QTest::qWaitFor([&] { return store.integer(QStringLiteral("totalCleaned")) > before; },
+                             patienceMs))
             return false;
         for (auto* sheet : window->findChildren<QMessageBox*>())
             sheet->close();

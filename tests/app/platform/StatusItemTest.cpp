@@ -120,9 +120,8 @@ TEST(StatusItem, tellsHostsOfChanges)
     ASSERT_TRUE(comesTrue([&] { return !tray.items().isEmpty(); }));
     item.setToolTip(QStringLiteral("Working"));
     item.setIcon({}, redIcon());
-    ASSERT_TRUE(comesTrue([&] {
-        return tray.signalCount("NewToolTip") == 1 && tray.signalCount("NewIcon") == 1;
-    }));
+    ASSERT_TRUE(comesTrue(
+        [&] { return tray.signalCount("NewToolTip") == 1 && tray.signalCount("NewIcon") == 1; }));
     item.setToolTip(QStringLiteral("Working")); // No change.
     item.hide();
     ASSERT_TRUE(comesTrue([&] { return tray.signalCount("NewStatus") == 1; }));
