@@ -35,13 +35,19 @@ build_depends=$(packages_of build application | sed '$!s/$/,/' | tr '\n' ' ')
 sed "s/@BUILD_DEPENDS@/${build_depends% }/" "$sources/debian/control.in" >"$sources/debian/control"
 rm "$sources/debian/control.in"
 
-# The first section of CHANGELOG.md: its items, each of which may go on in indented lines.
+# The items of the first section of CHANGELOG.md, in lines as short as a Debian changelog has them.
 news() {
     awk -v version="$version" '
+        function put(word) {
+            if (length(line word) > 76) { print line; line = "   " }
+            line = line " " word
+        }
+        function finish() { if (line != "") print line; line = "" }
         /^## / && seen { exit }
-        /^## / { seen = 1; if ($2 != version) exit 1; next }
-        seen && /^- / { print "  * " substr($0, 3); next }
-        seen && /^  / { print "  " $0 }' "$sources/CHANGELOG.md"
+        /^## / { seen = 1; wrong = $2 != version; if (wrong) exit; next }
+        seen && /^- / { finish(); line = "  *"; $1 = "" }
+        seen && line != "" { for (i = 1; i <= NF; ++i) if ($i != "") put($i) }
+        END { finish(); exit wrong || !seen }' "$sources/CHANGELOG.md"
 }
 
 {
