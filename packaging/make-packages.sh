@@ -22,10 +22,14 @@ mkdir -p "$build" "$packages"
 # shellcheck disable=SC2086 # A list of words.
 install_packages $groups || exit 1
 
-work=$(mktemp -d /var/tmp/nullprint-packages-XXXXXX)
+# Where a compiler's cache finds what it has seen, when they are made again.
+lock_build
+packages=$(cd "$packages" && pwd)
+work=$packages/.work
+rm -rf "$work"
 trap 'rm -rf "$work"' EXIT
 sources=$work/nullprint
-mkdir "$sources"
+mkdir -p "$sources"
 (cd "$root" && git -c safe.directory='*' archive HEAD) | tar -x -C "$sources"
 version=$(sed -n 's/^project(nullprint VERSION \([0-9.]*\).*/\1/p' "$sources/CMakeLists.txt")
 cp -r "$sources/packaging/debian" "$sources/debian"
