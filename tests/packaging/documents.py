@@ -73,8 +73,7 @@ class Entries(unittest.TestCase):
 
     @needs("desktop-file-validate")
     def test_they_are_valid(self):
-        entries = [self.LAUNCHER, self.OPEN_WITH, *(DESKTOP / "thunar").glob("*.desktop")]
-        self.assertEqual(len(entries), 4)
+        entries = [self.LAUNCHER, self.OPEN_WITH]
         self.assertEqual(output_of("desktop-file-validate", *entries), (0, ""))
 
     @needs("appstreamcli")
@@ -87,9 +86,6 @@ class Entries(unittest.TestCase):
     def test_nullprint_is_never_the_first_choice_for_a_file(self):
         self.assertNotIn("MimeType", keys(self.LAUNCHER, "Desktop Entry"))
         self.assertGreater(self.OPEN_WITH.name, "z")  # Of several the first name is taken.
-        for entry in DESKTOP.rglob("*.desktop"):
-            if entry.parent == DESKTOP and entry != self.OPEN_WITH:
-                self.assertNotIn("MimeType", entry.read_text(), entry)
 
     def test_pictures_pdf_and_office_documents_can_be_opened_with_it(self):
         types = keys(self.OPEN_WITH, "Desktop Entry")["MimeType"].split(";")
@@ -97,14 +93,6 @@ class Entries(unittest.TestCase):
                      "application/vnd.ms-word.document.macroEnabled.12"):
             self.assertIn(each, types)
         self.assertEqual(len(types), len(set(types)))
-
-    def test_the_bus_starts_the_program(self):
-        service = keys(DESKTOP / f"{ID}.service.in", "D-BUS Service")
-        self.assertEqual(service, {"Name": ID, "Exec": "@CMAKE_INSTALL_FULL_BINDIR@/nullprint"})
-
-    def test_the_extension_of_nautilus_compiles(self):
-        path = DESKTOP / "nautilus" / "nullprint.py"
-        compile(path.read_text(), path, "exec")
 
 
 class Links(unittest.TestCase):
