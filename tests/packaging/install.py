@@ -27,7 +27,7 @@ COMMAND_LINE = {
     "share/bash-completion/completions/nullprint",
     "share/fish/vendor_completions.d/nullprint.fish",
     "share/man/man1/nullprint.1",
-    "share/zsh/vendor-completions/_nullprint",
+    "share/zsh/site-functions/_nullprint",
 }
 MENU_ENTRIES = (
     "Thunar/sendto/nullprint-{}.desktop",
