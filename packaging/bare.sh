@@ -1,7 +1,6 @@
 # shellcheck shell=sh
 # Debian 12 systems that have next to nothing, for trials: what try-bare.sh and try-packages.sh share.
-# Sourced with `root` set to the checkout and `work` to a folder. Wants root, debootstrap and this
-# machine's own package sources.
+# Sourced with `root` set to the checkout. Wants root, debootstrap and this machine's own package sources.
 
 suite=bookworm
 
@@ -10,8 +9,19 @@ in_own_space() {
     [ "${NULLPRINT_OWN_MOUNTS:-}" = 1 ] || exec env NULLPRINT_OWN_MOUNTS=1 unshare --mount "$@"
 }
 
+# Sets `work`: to a folder that is given, or to a new one that is removed in the end.
+work_in() {
+    if [ $# -gt 0 ]; then
+        work=$1
+        mkdir -p "$work"
+        return
+    fi
+    work=$(mktemp -d /var/tmp/nullprint-systems-XXXXXX)
+    trap remove_systems EXIT
+}
+
 remove_systems() {
-    umount --recursive --lazy "${work:?}"/*/dev "$work"/*/proc 2>/dev/null || :
+    umount --recursive --lazy "$work"/*/dev "$work"/*/proc 2>/dev/null || :
     rm -rf --one-file-system "$work"
 }
 

@@ -17,13 +17,7 @@ if [ "${1:-}" = --check ]; then
     with_check=1
     shift
 fi
-if [ $# -gt 0 ]; then
-    work=$1
-    mkdir -p "$work"
-else
-    work=$(mktemp -d /var/tmp/nullprint-bare-XXXXXX)
-    trap remove_systems EXIT
-fi
+work_in "$@"
 
 # A system with a clone of this checkout to be cloned from.
 make_system_with_sources() {

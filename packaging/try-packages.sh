@@ -20,13 +20,7 @@ if [ "${1:-}" = --without-desktop ]; then
     desktop=--without-desktop
     shift
 fi
-if [ $# -gt 0 ]; then
-    work=$1
-    mkdir -p "$work"
-else
-    work=$(mktemp -d /var/tmp/nullprint-packages-XXXXXX)
-    trap remove_systems EXIT
-fi
+work_in "$@"
 home=/root
 
 fail() {
