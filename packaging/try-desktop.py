@@ -95,8 +95,10 @@ class Session:
         return None
 
     def choose(self, *names):
+        import pyatspi  # pylint: disable=import-error,import-outside-toplevel
         item = wait_for(f"“{names[0]}”", lambda: self.find(("menu", "menu item"), *names))
-        item.queryAction().doAction(0)
+        place = item.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+        xdo("mousemove", str(place.x + place.width // 2), str(place.y + place.height // 2), "click", "1")
 
 
 class FileManager:
