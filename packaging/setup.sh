@@ -123,7 +123,8 @@ configure_and_build() {
 # With the build locked.
 build_program() {
     install_packages build || exit 1
-    say "building (the first time takes a minute)"
+    install_packages application || say "going on without them: there will be no menu-bar application"
+    say "building (the first time takes some minutes)"
     # From before the build, so that what changes meanwhile is built the next time.
     touch "$build/.building"
     configure_and_build release "$build" --target nullprint || give_up "the build failed"

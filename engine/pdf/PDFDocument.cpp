@@ -1,11 +1,12 @@
 #include "engine/pdf/PDFDocument.h"
 
+#include "engine/support/Companion.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -42,15 +43,12 @@ int duplicateOf(int file)
     return ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
 
-// Beside the program, or where an installation has it; empty when it is in neither place.
+// Empty when it is in none of its places.
 std::string workerPath()
 {
-    std::error_code failure;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
-    for (const char* place : {"nullprint-pdf", "../lib/nullprint/nullprint-pdf"}) {
-        std::string path = program.parent_path() / place;
-        if (!failure && ::access(path.c_str(), X_OK) == 0)
-            return path;
+    for (std::string& path : companionPlaces("nullprint-pdf")) {
+        if (::access(path.c_str(), X_OK) == 0)
+            return std::move(path);
     }
     return {};
 }

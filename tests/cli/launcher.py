@@ -224,6 +224,21 @@ class Launcher(unittest.TestCase):
         self.assertIn("tests that need them are left out", errors)
         self.assertTrue(output.startswith(f"ctest --test-dir {self.root}/build/check "), output)
 
+    def test_without_the_toolkit_there_is_still_a_command_line(self):
+        self.tool("id", ID)
+        result = self.run_script("x", ABSENT="qt6-base-dev")
+        self.expect_ran(result, "x")
+        self.assertIn("qt6-base-dev\nnullprint: going on without them: there will be no menu-bar "
+                      "application\n", result[1])
+
+    def test_without_a_desktop_for_tests_the_others_run(self):
+        self.tool("id", ID)
+        self.tool("ctest", '#!/bin/sh\necho "ctest $*"\n')
+        output, errors, status = self.run_script(script="check", ABSENT="trayer")
+        self.assertEqual(status, 0)
+        self.assertIn("the application is not tried on a desktop", errors)
+        self.assertTrue(output.startswith("ctest "), output)
+
     def test_check_fails_when_a_test_does(self):
         self.tool("ctest", "#!/bin/sh\nexit 8\n")
         self.assertEqual(self.run_script(script="check")[2], 8)

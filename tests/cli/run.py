@@ -4,7 +4,8 @@ the same name is what it must print, byte for byte.
 
 A script runs in a fresh copy of files/, with $NULLPRINT as the program. The path of that folder is
 printed as SCRATCH. A line `# status: 1` sets the exit status that is expected, a line `# stderr: …`
-a line of standard error; without them the status is 0 and standard error is empty. Whatever a
+a line of standard error; without them the status is 0 and standard error is empty. A script with
+`# needs: name` is left out when there is no such file beside the program. Whatever a
 script does, the files it started with must be what they were, and no temporary file may stay.
 
   run.py --program build/nullprint [--rewrite] [name…]
@@ -85,6 +86,11 @@ def run_test(command, program, rewrite):
     return wrong
 
 
+def lacks(command, program):
+    return [name for name in expectation(command.read_text(), "needs")
+            if not program.with_name(name).exists()]
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n", maxsplit=1)[0])
     parser.add_argument("--program", required=True, type=pathlib.Path)
@@ -95,7 +101,11 @@ def main():
     commands = sorted(HERE.glob("*.cmd"))
     if options.names:
         commands = [command for command in commands if command.stem in options.names]
+    left_out = [command for command in commands if lacks(command, options.program)]
+    commands = [command for command in commands if command not in left_out]
     failures = 0
+    for command in left_out:
+        print(f"left out  {command.stem}")
     for command in commands:
         wrong = run_test(command, options.program.resolve(), options.rewrite)
         print(f"{'FAILED' if wrong else 'passed'}  {command.stem}")

@@ -9,7 +9,7 @@ import shutil
 import subprocess
 import unittest
 
-from scratch import PROGRAM, ScratchTest
+from scratch import PROGRAM, SECONDS, ScratchTest
 
 ARTIST = b"Ada\x1b]0;owned\x07\x7f\xc2\x9b\tTab"
 SHOWN = "Ada�]0;owned���\tTab".encode()
@@ -102,6 +102,23 @@ class Surroundings(ScratchTest):
         self.assertIn("libc.so", needed)
         for library in ("libQt", "libX11", "libxcb", "libwayland", "libGL"):
             self.assertNotIn(library, needed)
+
+    def start_application(self):
+        run = subprocess.run([self.program], capture_output=True, check=False, timeout=SECONDS,
+                             env={"PATH": os.environ["PATH"]})
+        self.assertEqual((run.returncode, run.stdout), (1, b""))
+        return run.stderr.decode()
+
+    def test_without_its_module_there_is_no_application(self):
+        self.assertEqual(
+            self.start_application(),
+            "Nullprint: this installation has no menu-bar application (nullprint-app.so: cannot "
+            "open shared object file: No such file or directory); see “nullprint --help” for the "
+            "command line.\n")
+        module = self.root / "nullprint-app.so"
+        module.write_text("no module")
+        self.assertIn(f"application ({module}: ", self.start_application())
+        self.assertEqual(self.scrub("photo.jpg"), "CLEANED")
 
 
 if __name__ == "__main__":

@@ -1,0 +1,80 @@
+#include "app/Alert.h"
+
+#include "app/Fonts.h"
+#include "app/PushButton.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QPlainTextEdit>
+
+namespace nullprint::app {
+namespace {
+
+constexpr int iconSide = 48;
+constexpr int smallestWidth = 320;
+constexpr int textWidth = 400;
+constexpr int textHeight = 240;
+
+bool fits(const QLabel& label)
+{
+    const auto needed = label.fontMetrics().boundingRect(QRect(0, 0, textWidth, 0),
+                                                         Qt::TextWordWrap,
+                                                         label.text());
+    return needed.width() <= textWidth && needed.height() <= textHeight;
+}
+
+// In the label's place. Names without spaces are broken where the line ends.
+void makeScrollable(QGridLayout& layout, QLabel& label)
+{
+    int row = 0;
+    int column = 0;
+    int rows = 0;
+    int columns = 0;
+    layout.getItemPosition(layout.indexOf(&label), &row, &column, &rows, &columns);
+    label.hide();
+    auto* text = new QPlainTextEdit(label.text());
+    text->setReadOnly(true);
+    text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    text->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    text->setTabChangesFocus(true);
+    text->setFixedSize(textWidth, textHeight);
+    text->setAccessibleName(label.text());
+    layout.addWidget(text, row, column, rows, columns);
+}
+
+void showInformation(QMessageBox& alert, const QString& information)
+{
+    alert.setInformativeText(information);
+    // The box's text format does not reach this label.
+    auto* label = alert.findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
+    label->setTextFormat(Qt::PlainText);
+    label->setOpenExternalLinks(false);
+    label->setFont(systemFont(fontPixels::body));
+    label->setMinimumWidth(smallestWidth);
+    if (auto* layout = qobject_cast<QGridLayout*>(alert.layout()); layout && !fits(*label))
+        makeScrollable(*layout, *label);
+}
+
+} // namespace
+
+QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& information)
+{
+    auto* alert = new QMessageBox(parent);
+    alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->setWindowTitle(QStringLiteral("Nullprint"));
+    alert->setIconPixmap(
+        applicationIcon().pixmap(QSize(iconSide, iconSide), alert->devicePixelRatioF()));
+    alert->setTextFormat(Qt::PlainText);
+    alert->setText(message);
+    auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
+    label->setFont(systemFont(fontPixels::body, QFont::DemiBold));
+    auto* ok = new PushButton(QStringLiteral("OK"), PushButton::Look::bordered);
+    alert->addButton(ok, QMessageBox::AcceptRole);
+    alert->setDefaultButton(ok);
+    alert->setEscapeButton(ok);
+    if (!information.isEmpty())
+        showInformation(*alert, information);
+    return alert;
+}
+
+} // namespace nullprint::app

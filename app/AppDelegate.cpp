@@ -1,0 +1,336 @@
+#include "app/AppDelegate.h"
+
+#include "app/Alert.h"
+#include "app/Arguments.h"
+#include "app/DropWindow.h"
+#include "app/FileURIs.h"
+#include "app/FinderServices.h"
+#include "app/Heartbeat.h"
+#include "app/Identity.h"
+#include "app/LoginItem.h"
+#include "app/PopoverView.h"
+#include "app/RevealWindow.h"
+#include "app/ServiceNotice.h"
+#include "app/StatusIcon.h"
+#include "app/platform/Popover.h"
+#include "app/platform/StatusItem.h"
+#include "cli/AppLog.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QTimer>
+
+#include <sys/stat.h>
+
+namespace nullprint::app {
+namespace {
+
+constexpr char toolTip[] = "Nullprint — see and remove hidden data before you share";
+
+// A tray is there when the user starts a program, but may come later than what starts with the
+// session.
+constexpr std::chrono::milliseconds trayPatience{300};
+constexpr std::chrono::milliseconds loginTrayPatience{3'000};
+
+// The log is nobody else's business, and does not make its folder itself.
+void makePrivateFolder(const std::filesystem::path& folder)
+{
+    std::error_code ignored;
+    std::filesystem::create_directories(folder.parent_path(), ignored);
+    ::mkdir(folder.c_str(), S_IRWXU);
+}
+
+void bringToFront(QWidget& window)
+{
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
+std::vector<FileURL> urlsOf(const QStringList& paths)
+{
+    std::vector<FileURL> urls;
+    for (const QString& path : paths)
+        urls.push_back(FileURL::fromPath(QFile::encodeName(path).toStdString()));
+    return urls;
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(Surroundings surroundings)
+    : desktop(std::move(surroundings))
+    , stats(desktop.standard)
+{
+}
+
+// The file that is worked on is finished, but nothing is left to look at meanwhile.
+AppDelegate::~AppDelegate()
+{
+    desktop.statusItem.hide();
+    for (QWidget* window : QApplication::topLevelWidgets())
+        window->hide();
+    QGuiApplication::sync();
+}
+
+void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
+{
+    makePrivateFolder(desktop.logFolder);
+    buildStatusItem();
+    buildPopover();
+    serviceProvider.setDelegate(this);
+    enableFinderServicesOnce(desktop.standard,
+                             desktop.services,
+                             desktop.log,
+                             desktop.rebuildServicesList);
+    prepareFirstRun();
+    refreshPanelModel();
+    scheduleHeartbeat();
+
+    showsPanelWithoutTray = request.files.empty() && !request.isLoginItem;
+    desktop.statusItem.show(request.isLoginItem ? loginTrayPatience : trayPatience);
+    if (!request.service.empty())
+        performAction(QString::fromStdString(request.service), urisOfFiles(request.files));
+    else
+        openURLs(request.files);
+}
+
+void AppDelegate::buildStatusItem()
+{
+    StatusItem& item = desktop.statusItem;
+    item.setIcon(statusIconName(), statusIcon());
+    item.setToolTip(QString::fromUtf8(toolTip));
+    connect(&item, &StatusItem::activated, this, &AppDelegate::togglePopover);
+    connect(&item, &StatusItem::trayMissing, this, [this] {
+        if (showsPanelWithoutTray)
+            showPopover();
+    });
+}
+
+void AppDelegate::buildPopover()
+{
+    const AppActions actions{
+        .checkFiles = [this] { checkFiles(); },
+        .openDropWindow = [this] { openDropWindow(); },
+        .quit = [] { QCoreApplication::exit(0); }, // No window is asked.
+        .setLogin = [this](bool on) { setLogin(on); },
+    };
+    popover = std::make_unique<Popover>(new PopoverView(model, actions));
+}
+
+// Opening at login is proposed once. Whoever turns it off is not asked again.
+void AppDelegate::prepareFirstRun()
+{
+    const auto flag = QStringLiteral("didInitialLoginSetup");
+    if (desktop.standard.boolean(flag))
+        return;
+    setLoginItem(desktop.loginItem, true);
+    desktop.standard.set(flag, true);
+}
+
+void AppDelegate::scheduleHeartbeat()
+{
+    const auto send = [this] { desktop.heartbeat.send(); };
+    QTimer::singleShot(desktop.firstHeartbeat, this, send);
+    auto* timer = new QTimer(this);
+    connect(timer, &QTimer::timeout, this, send);
+    timer->start(desktop.heartbeatPeriod);
+}
+
+void AppDelegate::refreshPanelModel()
+{
+    model.setFilesChecked(stats.totalChecked());
+    model.setFilesCleaned(stats.totalCleaned());
+    model.setLastCleanText(lastCleanText(stats.lastClean()));
+    model.setLoginOn(desktop.loginItem.isEnabled());
+}
+
+void AppDelegate::setLogin(bool on)
+{
+    setLoginItem(desktop.loginItem, on);
+    refreshPanelModel();
+}
+
+void AppDelegate::togglePopover()
+{
+    if (popover->isVisible())
+        popover->performClose();
+    else if (!popover->wasJustClosed())
+        showPopover();
+}
+
+void AppDelegate::showPopover()
+{
+    if (!popover->isVisible()) {
+        desktop.heartbeat.bump(QStringLiteral("ctPanelOpens"));
+        refreshPanelModel();
+    }
+    popover->open(desktop.statusItem.place(), !desktop.statusItem.isInTray());
+}
+
+void AppDelegate::checkFiles()
+{
+    popover->performClose();
+    if (openPanel) {
+        bringToFront(*openPanel);
+        return;
+    }
+    openPanel = new QFileDialog(nullptr, QStringLiteral("Choose files to check for hidden data"));
+    openPanel->setAttribute(Qt::WA_DeleteOnClose);
+    openPanel->setFileMode(QFileDialog::ExistingFiles);
+    openPanel->setLabelText(QFileDialog::Accept, QStringLiteral("Check"));
+    openPanel->setModal(true);
+    connect(openPanel, &QFileDialog::filesSelected, this, [this](const QStringList& paths) {
+        checkURLs(urlsOf(paths));
+    });
+    bringToFront(*openPanel);
+}
+
+void AppDelegate::openDropWindow()
+{
+    popover->performClose();
+    if (!dropController)
+        dropController = std::make_unique<DropWindowController>(
+            [this](const std::vector<FileURL>& urls) { checkURLs(urls); });
+    dropController->show();
+}
+
+void AppDelegate::openURLs(const std::vector<FileURL>& urls)
+{
+    checkURLs(urls);
+}
+
+void AppDelegate::performAction(const QString& action, const QStringList& uris)
+{
+    if (action == QLatin1StringView(showMetadataService))
+        serviceProvider.showMetadata(uris);
+    else if (action == QLatin1StringView(scrubMetadataService))
+        serviceProvider.scrubMetadata(uris);
+    else if (action == QStringLiteral("check-files"))
+        checkFiles();
+    else if (action == QStringLiteral("drop-window"))
+        openDropWindow();
+}
+
+void AppDelegate::showMetadata(const std::vector<FileURL>& urls)
+{
+    checkURLs(urls);
+}
+
+void AppDelegate::scrubMetadata(const std::vector<FileURL>& urls)
+{
+    cleanURLsFromService(urls);
+}
+
+void AppDelegate::checkURLs(const std::vector<FileURL>& urls)
+{
+    if (urls.empty())
+        return;
+    stats.addChecked(std::ssize(urls));
+    workOn<std::vector<RevealReport>>(
+        urls.size(),
+        [urls](const std::stop_token& stop) { return revealAll(urls, stop); },
+        [this](std::vector<RevealReport> reports) { showRevealWindow(std::move(reports)); });
+}
+
+RevealWindowController* AppDelegate::showRevealWindow(std::vector<RevealReport> reports)
+{
+    auto* window = new RevealWindowController(std::move(reports), desktop.fileManager);
+    window->canClean = [] { return true; };
+    window->onClean = [this, window](const std::vector<FileURL>& urls) {
+        cleanFromRevealWindow(urls, window);
+    };
+    window->onClose = [this, window] { forgetRevealWindow(window); };
+    revealControllers.emplace_back(window);
+    bringToFront(*window);
+    return window;
+}
+
+void AppDelegate::forgetRevealWindow(const RevealWindowController* window)
+{
+    std::erase_if(revealControllers, [&](const auto& each) { return each.get() == window; });
+}
+
+void AppDelegate::cleanFromRevealWindow(const std::vector<FileURL>& urls,
+                                        RevealWindowController* window)
+{
+    desktop.heartbeat.bump(QStringLiteral("ctCleans"));
+    workOn<CleanResult>(
+        urls.size(),
+        [urls](const std::stop_token& stop) { return cleanAll(urls, stop); },
+        [this, receiver = QPointer(window)](const CleanResult& result) {
+            finishRevealClean(result, receiver);
+        });
+}
+
+void AppDelegate::finishRevealClean(const CleanResult& result, RevealWindowController* window)
+{
+    countCleaned(result, " file(s).");
+    // A window that was closed meanwhile may still be on its way out.
+    const bool isOpen = std::ranges::any_of(revealControllers,
+                                            [&](const auto& each) { return each.get() == window; });
+    if (isOpen)
+        window->showCleanResult(result.outputs, result.skipped);
+}
+
+void AppDelegate::countCleaned(const CleanResult& result, const char* logEnding)
+{
+    if (result.outputs.empty())
+        return;
+    stats.addCleaned(std::ssize(result.outputs), QDateTime::currentDateTime());
+    desktop.log.log("Cleaned " + std::to_string(result.outputs.size()) + logEnding);
+}
+
+void AppDelegate::cleanURLsFromService(const std::vector<FileURL>& urls)
+{
+    if (urls.empty())
+        return;
+    stats.addChecked(std::ssize(urls));
+    desktop.heartbeat.bump(QStringLiteral("ctCleans"));
+    workOn<CleanResult>(
+        urls.size(),
+        [urls](const std::stop_token& stop) { return cleanAll(urls, stop); },
+        [this](const CleanResult& result) { finishServiceClean(result); });
+}
+
+void AppDelegate::finishServiceClean(const CleanResult& result)
+{
+    countCleaned(result, " file(s) via Finder service.");
+    desktop.fileManager.select(result.outputs);
+    refreshPanelModel();
+
+    const auto notice = serviceNotice(result);
+    auto* alert = newAlert(nullptr, notice.message, notice.information);
+    alert->setModal(true);
+    bringToFront(*alert);
+}
+
+template <typename Value>
+void AppDelegate::workOn(std::size_t fileCount,
+                         std::function<Value(const std::stop_token&)> work,
+                         std::function<void(Value)> done)
+{
+    const auto count = static_cast<qint64>(fileCount);
+    addBusyFiles(count);
+    threads.start<Value>(std::move(work), [this, count, done = std::move(done)](Value value) {
+        addBusyFiles(-count);
+        done(std::move(value));
+    });
+}
+
+void AppDelegate::addBusyFiles(qint64 count)
+{
+    const bool wasBusy = busyFiles > 0;
+    busyFiles += count;
+    const bool isBusy = busyFiles > 0;
+    StatusItem& item = desktop.statusItem;
+    item.setToolTip(isBusy ? QStringLiteral("Nullprint — working on %1 file%2…")
+                                 .arg(busyFiles)
+                                 .arg(busyFiles == 1 ? QString() : QStringLiteral("s"))
+                           : QString::fromUtf8(toolTip));
+    if (isBusy && !wasBusy)
+        item.setIcon({}, busyStatusIcon());
+    else if (wasBusy && !isBusy)
+        item.setIcon(statusIconName(), statusIcon());
+}
+
+} // namespace nullprint::app

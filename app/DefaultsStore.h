@@ -1,0 +1,50 @@
+// The user's settings and counters: an XML property list that several processes may change.
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+#include <QVariant>
+
+#include <functional>
+#include <optional>
+
+namespace nullprint::app {
+
+// Remembers nothing: each call reads the file, so that a change made by others takes effect, and
+// calls may come from any thread. A value that cannot be stored is lost without a word.
+//
+// Values are bool, qint64, double, QString, QDateTime, QByteArray, QVariantList and QVariantMap.
+// What is not touched keeps its value and its type.
+class DefaultsStore {
+public:
+    explicit DefaultsStore(QString file);
+    // The application's own, and "pbs", which says what services there are in context menus.
+    static DefaultsStore standard();
+    static DefaultsStore services();
+
+    // Where a value is absent or of a kind that does not fit: 0, false, an empty one, or nothing.
+    // Numbers, booleans and texts of numbers stand for each other; nothing else does.
+    qint64 integer(const QString& key) const;
+    bool boolean(const QString& key) const;
+    QString string(const QString& key) const;
+    std::optional<QDateTime> date(const QString& key) const;
+    QVariantMap dictionary(const QString& key) const;
+    // As it is; invalid when absent.
+    QVariant value(const QString& key) const;
+
+    // An invalid value removes the key.
+    void set(const QString& key, const QVariant& value);
+    // Sets the key to what `change` makes of its value, which is invalid when absent. Nobody else
+    // changes the file in between. `change` must not use the same store.
+    void update(const QString& key, const std::function<QVariant(const QVariant&)>& change);
+    // The same for all keys at once.
+    void updateAll(const std::function<void(QVariantMap&)>& change);
+
+    // A value as `integer` reads it.
+    static qint64 integerOf(const QVariant& value);
+
+private:
+    QString file;
+};
+
+} // namespace nullprint::app

@@ -1,0 +1,24 @@
+#include "app/EngineThreads.h"
+
+#include <algorithm>
+
+namespace nullprint::app {
+namespace {
+
+// A short check does not wait behind a long clean, however few processors there are.
+constexpr int fewestThreads = 4;
+
+} // namespace
+
+EngineThreads::EngineThreads()
+{
+    pool.setMaxThreadCount(std::max(fewestThreads, pool.maxThreadCount()));
+}
+
+EngineThreads::~EngineThreads()
+{
+    stop.request_stop();
+    pool.waitForDone();
+}
+
+} // namespace nullprint::app

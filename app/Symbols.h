@@ -1,0 +1,25 @@
+// The project's own pictures, drawn sharply at any size and scale.
+#pragma once
+
+#include <QColor>
+#include <QIcon>
+#include <QPixmap>
+#include <QRectF>
+
+class QPainter;
+
+namespace nullprint::app {
+
+enum class Symbol { eyeSlash, documentMagnifier, arrowIntoTray, power };
+
+// How large a symbol is beside text of that size.
+QSize symbolSize(Symbol symbol, int points);
+// Fills `area` with the symbol in one colour.
+void drawSymbol(QPainter& painter, Symbol symbol, const QRectF& area, const QColor& color);
+// The symbol in the middle of a square. `side` is in logical pixels, of which each has `ratio` real
+// ones.
+QPixmap symbolPixmap(Symbol symbol, int side, const QColor& color, qreal ratio);
+
+QIcon applicationIcon();
+
+} // namespace nullprint::app

@@ -1,0 +1,134 @@
+#include "app/platform/Popover.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QScreen>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace nullprint::app {
+namespace {
+
+// Between the click that closes the panel and its arrival as an activation.
+constexpr qint64 sameClickMs = 250;
+constexpr int gap = 4;
+
+bool isOnWayland()
+{
+    return QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
+}
+
+// Popups of X11 need no place in a task bar; Wayland has them only on top of other windows.
+Qt::WindowFlags windowKind(bool asWindow)
+{
+    if (asWindow)
+        return Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint |
+               Qt::WindowMinimizeButtonHint | Qt::CustomizeWindowHint;
+    return isOnWayland() ? Qt::Tool | Qt::FramelessWindowHint : Qt::Popup;
+}
+
+int within(int wanted, int lowest, int highest)
+{
+    return std::max(lowest, std::min(wanted, highest));
+}
+
+QScreen* screenOf(const QPoint& place)
+{
+    QScreen* screen = QGuiApplication::screenAt(place);
+    return screen != nullptr ? screen : QGuiApplication::primaryScreen();
+}
+
+} // namespace
+
+QRect popoverPlace(QSize size, const QRect& anchor, const QRect& screen)
+{
+    const bool isBelow = anchor.center().y() <= screen.center().y();
+    const int y = isBelow ? anchor.bottom() + 1 + gap : anchor.top() - gap - size.height();
+    const int x = anchor.center().x() - size.width() / 2;
+    return {{within(x, screen.left(), screen.right() + 1 - size.width()),
+             within(y, screen.top(), screen.bottom() + 1 - size.height())},
+            size};
+}
+
+Popover::Popover(QWidget* content)
+{
+    setWindowTitle(QStringLiteral("Nullprint"));
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSizeConstraint(QLayout::SetFixedSize); // It follows its content while it is open.
+    layout->addWidget(content);
+    setWindowFlags(windowKind(false));
+}
+
+bool Popover::wasJustClosed() const
+{
+    return sinceClosedByClick.isValid() && sinceClosedByClick.elapsed() < sameClickMs;
+}
+
+void Popover::open(const std::optional<QRect>& anchor, bool asWindow)
+{
+    if (!isVisible()) {
+        setKind(asWindow);
+        ensurePolished();
+        layout()->activate();
+        adjustSize();
+        if (isTransient())
+            placeAt(anchor);
+    }
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
+void Popover::performClose()
+{
+    closesItself = false;
+    close();
+    closesItself = true;
+}
+
+bool Popover::isTransient() const
+{
+    return windowType() != Qt::Window;
+}
+
+void Popover::setKind(bool asWindow)
+{
+    const auto kind = windowKind(asWindow);
+    if (windowFlags() != kind)
+        setWindowFlags(kind);
+}
+
+void Popover::placeAt(const std::optional<QRect>& anchor)
+{
+    const auto corner = QGuiApplication::primaryScreen()->availableGeometry().topRight();
+    const auto around = anchor.value_or(QRect(corner, QSize(1, 1)));
+    move(popoverPlace(size(), around, screenOf(around.center())->availableGeometry()).topLeft());
+}
+
+bool Popover::event(QEvent* event)
+{
+    // Popups are closed by their grab; on Wayland the focus tells of a click elsewhere.
+    if (event->type() == QEvent::WindowDeactivate && windowType() == Qt::Tool)
+        close();
+    return QWidget::event(event);
+}
+
+void Popover::hideEvent(QHideEvent* event)
+{
+    if (closesItself && isTransient())
+        sinceClosedByClick.start();
+    QWidget::hideEvent(event);
+}
+
+void Popover::keyPressEvent(QKeyEvent* event)
+{
+    if (event->matches(QKeySequence::Cancel))
+        performClose();
+    else
+        QWidget::keyPressEvent(event);
+}
+
+} // namespace nullprint::app

@@ -1,0 +1,45 @@
+// The panel's window: beside the icon, in front of everything, and gone with the next click
+// elsewhere.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QWidget>
+
+#include <optional>
+
+namespace nullprint::app {
+
+// Where a panel of this size goes: below its anchor in the upper half of the screen, above it in
+// the lower half, centred on it, and inside `screen`.
+QRect popoverPlace(QSize size, const QRect& anchor, const QRect& screen);
+
+class Popover : public QWidget {
+    Q_OBJECT
+
+public:
+    // Takes `content` over and has its size.
+    explicit Popover(QWidget* content);
+
+    // Whether it was closed by the very click that now asks for it. A click on the icon is one
+    // elsewhere too, and comes first.
+    bool wasJustClosed() const;
+    // As an ordinary window where there is no tray to open from; otherwise beside `anchor`, or in
+    // a corner when nobody knows where the icon is.
+    void open(const std::optional<QRect>& anchor, bool asWindow);
+    void performClose();
+
+protected:
+    bool event(QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+private:
+    bool isTransient() const;
+    void setKind(bool asWindow);
+    void placeAt(const std::optional<QRect>& anchor);
+
+    QElapsedTimer sinceClosedByClick;
+    bool closesItself = true;
+};
+
+} // namespace nullprint::app

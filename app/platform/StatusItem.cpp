@@ -1,0 +1,110 @@
+#include "app/platform/StatusItem.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+
+namespace nullprint::app {
+namespace {
+
+// After a host has gone: a panel that restarts is back within this time.
+constexpr std::chrono::milliseconds restartPatience{2'000};
+
+bool isOnX11()
+{
+    return QGuiApplication::platformName() == QStringLiteral("xcb");
+}
+
+} // namespace
+
+StatusItem::StatusItem(QDBusConnection bus)
+    : item(std::move(bus))
+{
+    patienceTimer.setSingleShot(true);
+    connect(&patienceTimer, &QTimer::timeout, this, &StatusItem::chooseHost);
+    connect(&item, &NotifierItem::activated, this, [this](const QPoint& click) {
+        // Hosts without a place for it say (0, 0).
+        activateAt({click.isNull() ? QCursor::pos() : click, QSize(1, 1)});
+    });
+    connect(&item, &NotifierItem::hostChanged, this, [this](bool isThere) {
+        if (isThere)
+            chooseHost();
+        else if (!patienceTimer.isActive())
+            patienceTimer.start(restartPatience);
+    });
+}
+
+void StatusItem::setIcon(const QString& themeName, const QIcon& newIcon)
+{
+    icon = newIcon;
+    item.setIcon(themeName, icon);
+    if (olderIcon)
+        olderIcon->setIcon(icon);
+}
+
+void StatusItem::setToolTip(const QString& text)
+{
+    if (toolTip == text)
+        return;
+    toolTip = text;
+    item.setToolTip(text);
+    if (olderIcon)
+        olderIcon->setToolTip(text);
+}
+
+void StatusItem::show(std::chrono::milliseconds patience)
+{
+    item.start();
+    patienceTimer.start(patience);
+}
+
+void StatusItem::hide()
+{
+    patienceTimer.stop();
+    item.stop();
+    olderIcon.reset();
+}
+
+bool StatusItem::isInTray() const
+{
+    return item.hasHost() || (olderIcon && QSystemTrayIcon::isSystemTrayAvailable());
+}
+
+void StatusItem::chooseHost()
+{
+    if (item.hasHost()) {
+        patienceTimer.stop();
+        olderIcon.reset();
+        return;
+    }
+    if (isOnX11())
+        useOlderTray();
+    if (!isInTray() && !hasToldOfMissingTray) {
+        hasToldOfMissingTray = true;
+        emit trayMissing();
+    }
+}
+
+void StatusItem::useOlderTray()
+{
+    if (olderIcon)
+        return;
+    olderIcon = std::make_unique<QSystemTrayIcon>(icon);
+    olderIcon->setToolTip(toolTip);
+    connect(olderIcon.get(),
+            &QSystemTrayIcon::activated,
+            this,
+            [this](QSystemTrayIcon::ActivationReason reason) {
+                // The second click of two has been told as a single one before.
+                if (reason != QSystemTrayIcon::DoubleClick)
+                    activateAt(olderIcon->geometry());
+            });
+    olderIcon->show();
+}
+
+void StatusItem::activateAt(QRect where)
+{
+    lastPlace = where;
+    emit activated();
+}
+
+} // namespace nullprint::app

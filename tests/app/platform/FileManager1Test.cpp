@@ -1,0 +1,124 @@
+#include "app/platform/FileManager1.h"
+
+#include "tests/app/Waiting.h"
+
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace nullprint::app {
+
+// A file manager that says what it is asked for.
+class FakeManager : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
+
+public:
+    FakeManager()
+    {
+        bus.registerObject(QStringLiteral("/org/freedesktop/FileManager1"),
+                           this,
+                           QDBusConnection::ExportScriptableSlots);
+        bus.registerService(QStringLiteral("org.freedesktop.FileManager1"));
+    }
+    ~FakeManager() override { QDBusConnection::disconnectFromBus(QStringLiteral("manager")); }
+
+    QList<QStringList> calls;
+    bool refuses = false;
+
+public slots:
+    Q_SCRIPTABLE void ShowItems(const QStringList& uris, const QString&)
+    {
+        calls << uris;
+        if (refuses)
+            sendErrorReply(QDBusError::Failed, QStringLiteral("no"));
+    }
+
+private:
+    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                        QStringLiteral("manager"));
+};
+
+namespace {
+
+using tests::comesTrue;
+using tests::letPass;
+
+std::vector<FileURL> filesOf(const std::vector<std::string>& paths)
+{
+    std::vector<FileURL> files;
+    for (const std::string& path : paths)
+        files.push_back(FileURL::fromPath(path));
+    return files;
+}
+
+TEST(FileManager1, isAskedForFewFilesOrOneOfEachFolder)
+{
+    const auto few = filesOf({"/a/1", "/a/2", "/b/3"});
+    EXPECT_EQ(urisToShow(few, false).size(), 3);
+    const auto many = filesOf({"/a/1", "/a/2", "/b/3", "/a/4"});
+    EXPECT_EQ(urisToShow(many, false),
+              QStringList({QStringLiteral("file:///a/1"), QStringLiteral("file:///b/3")}));
+    EXPECT_EQ(urisToShow(many, true).size(), 4);
+}
+
+TEST(FileManager1, getsNamesByteForByte)
+{
+    FakeManager manager;
+    FileManager1 files(QDBusConnection::sessionBus(), [](const QByteArray&) { FAIL(); });
+    files.select(filesOf({"/a b/c%41\xFF (scrubbed).png"}));
+    ASSERT_TRUE(comesTrue([&] { return manager.calls.size() == 1; }));
+    EXPECT_EQ(manager.calls[0],
+              QStringList(QStringLiteral("file:///a%20b/c%2541%FF%20(scrubbed).png")));
+    files.select({});
+    letPass(200);
+    EXPECT_EQ(manager.calls.size(), 1);
+}
+
+TEST(FileManager1, showsAllWhereOneWindowIsEnough)
+{
+    FakeManager manager;
+    FileManager1 files;
+    const auto many = filesOf({"/a/1", "/a/2", "/a/3", "/a/4"});
+    files.select(many);
+    ASSERT_TRUE(comesTrue([&] { return manager.calls.size() == 1; }));
+    EXPECT_EQ(manager.calls[0].size(), 1);
+    // The stand-in is this process: let it be called like the file manager that can do better.
+    QFile name(QStringLiteral("/proc/self/comm"));
+    ASSERT_TRUE(name.open(QIODevice::ReadWrite));
+    const auto usual = name.readAll();
+    name.write("dolphin");
+    name.flush();
+    files.select(many);
+    ASSERT_TRUE(comesTrue([&] { return manager.calls.size() == 2; }));
+    EXPECT_EQ(manager.calls[1].size(), 4);
+    name.write(usual.trimmed());
+}
+
+TEST(FileManager1, opensFoldersWhereNobodyAnswers)
+{
+    std::vector<QByteArray> opened;
+    const auto remember = [&](const QByteArray& folder) { opened.push_back(folder); };
+    const auto wanted = filesOf({"/a b/1", "/a b/2", "/c/3"});
+    FileManager1 alone(QDBusConnection::sessionBus(), remember);
+    alone.select(wanted);
+    ASSERT_TRUE(comesTrue([&] { return opened.size() == 2; }));
+    EXPECT_EQ(opened[0], QByteArray("file:///a%20b"));
+    EXPECT_EQ(opened[1], QByteArray("file:///c"));
+
+    FakeManager manager;
+    manager.refuses = true;
+    alone.select(wanted);
+    ASSERT_TRUE(comesTrue([&] { return opened.size() == 4; }));
+
+    FileManager1 withoutBus(QDBusConnection(QStringLiteral("none")), remember);
+    withoutBus.select(wanted);
+    EXPECT_EQ(opened.size(), 6U);
+}
+
+} // namespace
+} // namespace nullprint::app
+
+#include "FileManager1Test.moc"

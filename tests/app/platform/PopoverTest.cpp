@@ -1,0 +1,94 @@
+#include "app/platform/Popover.h"
+
+#include "tests/app/Waiting.h"
+
+#include <QLabel>
+
+#include <gtest/gtest.h>
+
+namespace nullprint::app {
+namespace {
+
+using tests::letPass;
+
+constexpr QSize size(300, 400);
+const QRect screen(0, 30, 1920, 1050);
+
+TEST(PopoverPlace, isBesideTheIcon)
+{
+    const auto below = popoverPlace(size, {960, 4, 24, 24}, screen);
+    EXPECT_GE(below.top(), 30);
+    EXPECT_NEAR(below.center().x(), 971, 1);
+    const auto above = popoverPlace(size, {960, 1050, 24, 24}, screen);
+    EXPECT_LT(above.bottom(), 1050);
+    EXPECT_GE(above.bottom(), 1040);
+    EXPECT_EQ(above.size(), size);
+}
+
+TEST(PopoverPlace, staysOnTheScreen)
+{
+    for (const QPoint corner : {QPoint(0, 0), QPoint(1919, 0), QPoint(0, 1079), QPoint(1919, 1079)}) {
+        const auto place = popoverPlace(size, {corner, QSize(1, 1)}, screen);
+        EXPECT_TRUE(screen.contains(place)) << corner.x() << "," << corner.y();
+    }
+    const QRect second(1920, 0, 800, 600);
+    EXPECT_TRUE(second.contains(popoverPlace(size, {2700, 590, 10, 10}, second)));
+}
+
+TEST(PopoverPlace, showsTheBeginningOfWhatIsTooLarge)
+{
+    const auto place = popoverPlace({3000, 3000}, {960, 4, 24, 24}, screen);
+    EXPECT_EQ(place.topLeft(), screen.topLeft());
+}
+
+TEST(Popover, hasTheSizeOfItsContent)
+{
+    auto* content = new QLabel;
+    content->setFixedSize(210, 95);
+    Popover popover(content);
+    popover.open(QRect(100, 0, 20, 20), false);
+    EXPECT_EQ(popover.size(), QSize(210, 95));
+    content->setFixedSize(210, 140);
+    letPass(0);
+    EXPECT_EQ(popover.size(), QSize(210, 140));
+}
+
+TEST(Popover, tellsTheClickThatClosedIt)
+{
+    Popover popover(new QLabel(QStringLiteral("text")));
+    EXPECT_FALSE(popover.wasJustClosed());
+    popover.open(QRect(100, 0, 20, 20), false);
+    EXPECT_FALSE(popover.wasJustClosed());
+    popover.close(); // As the grab of a popup does.
+    EXPECT_TRUE(popover.wasJustClosed());
+    letPass(300);
+    EXPECT_FALSE(popover.wasJustClosed());
+}
+
+TEST(Popover, forgetsBeingClosedOnPurpose)
+{
+    Popover popover(new QLabel(QStringLiteral("text")));
+    popover.open({}, false);
+    popover.performClose();
+    EXPECT_FALSE(popover.isVisible());
+    EXPECT_FALSE(popover.wasJustClosed());
+    popover.open({}, false);
+    QTest::keyClick(&popover, Qt::Key_Escape);
+    EXPECT_FALSE(popover.isVisible());
+    EXPECT_FALSE(popover.wasJustClosed());
+}
+
+TEST(Popover, isAnOrdinaryWindowWithoutATray)
+{
+    Popover popover(new QLabel(QStringLiteral("text")));
+    popover.open({}, true);
+    EXPECT_EQ(popover.windowType(), Qt::Window);
+    EXPECT_EQ(popover.windowTitle(), QStringLiteral("Nullprint"));
+    popover.close();
+    EXPECT_FALSE(popover.wasJustClosed());
+    popover.open({}, false);
+    EXPECT_EQ(popover.windowType(), Qt::Popup);
+}
+
+} // namespace
+} // namespace nullprint::app
