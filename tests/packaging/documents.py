@@ -4,6 +4,7 @@
 Tools that are not there are left out.
 """
 import pathlib
+import plistlib
 import re
 import shutil
 import subprocess
@@ -93,6 +94,26 @@ class Entries(unittest.TestCase):
                      "application/vnd.ms-word.document.macroEnabled.12"):
             self.assertIn(each, types)
         self.assertEqual(len(types), len(set(types)))
+
+
+class Privacy(unittest.TestCase):
+    DOCUMENT = (ROOT / "docs/privacy.md").read_text()
+
+    def test_the_switch_is_one(self):
+        shown = re.search(r"```xml\n(.*?)```", self.DOCUMENT, re.S)[1]
+        self.assertEqual(plistlib.loads(shown.encode()), {"disableAnalytics": True})
+        self.assertIn('"disableAnalytics"', (ROOT / "app/Heartbeat.cpp").read_text())
+
+    def test_every_field_that_is_sent_is_told(self):
+        told = re.findall(r"^\| `(\w+)` \|", self.DOCUMENT, re.M)
+        code = (ROOT / "app/Heartbeat.cpp").read_text()
+        self.assertEqual(told, ["id", "v", "os", "opens", "fixes", "app"])
+        for field in told:
+            self.assertIn(f'"{field}"', code)
+
+    def test_a_build_sends_nothing_unless_it_is_given_an_address(self):
+        self.assertRegex((ROOT / "app/CMakeLists.txt").read_text(),
+                         r'set\(NULLPRINT_HEARTBEAT_ENDPOINT "" CACHE')
 
 
 class Links(unittest.TestCase):
