@@ -129,8 +129,9 @@ try_desktop() {
     new_system desktop
     say "the application, over an older one, beside file managers and viewers"
     apt_get install thunar nemo caja caja-actions pcmanfm libfm-modules ristretto feh xvfb openbox xdotool \
-        imagemagick dbus at-spi2-core python3-pyatspi fonts-dejavu-core fonts-noto-color-emoji \
-        adwaita-icon-theme shared-mime-info libglib2.0-bin xdg-utils desktop-file-utils
+        imagemagick dbus at-spi2-core python3-pyatspi libgail-common libatk-adaptor librsvg2-common \
+        fonts-dejavu-core fonts-noto-color-emoji adwaita-icon-theme shared-mime-info libglib2.0-bin \
+        xdg-utils desktop-file-utils
     for name in nullprint nullprint-desktop; do
         older "$work/packages/$name"_*.deb "$system/srv/older-$name.deb"
     done
