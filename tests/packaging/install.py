@@ -93,7 +93,7 @@ class Desktop(Installed):
 
     def test_the_bus_finds_the_program(self):
         service = self.read(f"dbus-1/services/{ID}.service")
-        self.assertRegex(service, r"\nExec=/.*/bin/nullprint\n")
+        self.assertRegex(service, r"\nExec=/.*/bin/nullprint --login-item\n")
 
     def test_menu_entries_name_and_call_the_services(self):
         for service, title in SERVICES.items():
