@@ -4,9 +4,10 @@ try-packages.sh, as an ordinary user; ends with 1 when something did not happen.
 
   try-desktop.py PICTURES MANAGER…
 
-starts a display and a session of its own. In each file manager (thunar, nemo, caja, pcmanfm) both
-entries of the context menu are chosen, for a photo and a document at once. PICTURES gets a picture
-of every menu and of what came of it.
+starts a display and a session of its own. The application is launched as a menu of programs does it,
+and quit. Then, in each file manager (thunar, nemo, caja, pcmanfm), both entries of the context menu
+are chosen, for a photo and a document at once. PICTURES gets a picture of every menu and of what
+came of it.
 """
 import os
 import pathlib
@@ -19,6 +20,7 @@ import time
 
 DISPLAY = ":77"
 SECONDS = 40
+ID = "org.nullprint.Nullprint"
 SHOW, SCRUB = "Show Hidden Metadata (Nullprint)", "Scrub Metadata (Nullprint)"
 EXAMPLES = pathlib.Path("/srv/examples")
 # The menu in which a file manager has the entries; None is the context menu itself.
@@ -101,6 +103,22 @@ class Session:
         xdo("mousemove", str(place.x + place.width // 2), str(place.y + place.height // 2), "click", "1")
 
 
+def try_launcher(session):
+    """By activation, without a tray: the panel is a window. Then one of the launcher's actions."""
+    subprocess.run(["gapplication", "launch", ID], check=True)
+    wait_for("the panel", lambda: session.find(("push button",), "Check Files…"))
+    session.picture("panel")
+    subprocess.run(["gapplication", "action", ID, "drop-window"], check=True)
+    time.sleep(2)
+    session.picture("drop-window")
+    subprocess.run(["gapplication", "launch", ID], check=True)
+    wait_for("to quit", lambda: session.find(("push button",), "Quit Nullprint")).queryAction().doAction(0)
+    is_running = ["gdbus", "call", "--session", "-d", "org.freedesktop.DBus", "-o", "/", "-m",
+                  "org.freedesktop.DBus.NameHasOwner", ID]
+    wait_for("its end", lambda: "false" in subprocess.run(
+        is_running, capture_output=True, text=True, check=True).stdout)
+
+
 class FileManager:
     def __init__(self, session, name):
         self.session, self.name = session, name
@@ -150,14 +168,17 @@ class FileManager:
 
 def work(pictures, names):
     session = Session(pictures)
+    trials = {"launcher": lambda: try_launcher(session)}
+    trials |= {name: lambda name=name: FileManager(session, name).try_both() for name in names}
     failed = []
     try:
         session.start("openbox")
-        for name in names:
+        time.sleep(1)
+        for name, trial in trials.items():
             print(f"{name}:", flush=True)
             try:
-                FileManager(session, name).try_both()
-                print("  both entries do what they say", flush=True)
+                trial()
+                print("  does what it says", flush=True)
             except (RuntimeError, AssertionError) as failure:
                 session.picture(f"{name}-failed")
                 print(f"  FAILED: {failure}", flush=True)

@@ -150,9 +150,9 @@ try_desktop() {
     rm -f "$root"/build/pictures/*.png
     install -d -m 777 "$system/srv/pictures"
     status=0
-    as_jane '/srv/try-desktop.py /srv/pictures thunar nemo caja pcmanfm' || status=$?
+    as_jane '/srv/try-desktop.py /srv/pictures thunar nemo caja pcmanfm 2>/tmp/desktop.log' || status=$?
     cp "$system"/srv/pictures/*.png "$root/build/pictures/"
-    [ $status = 0 ] || fail "see build/pictures"
+    [ $status = 0 ] || { tail -n 20 "$system/tmp/desktop.log"; fail "see build/pictures"; }
     purge nullprint-desktop nullprint
 }
 
