@@ -17,9 +17,8 @@ constexpr int textHeight = 240;
 
 bool fits(const QLabel& label)
 {
-    const auto needed = label.fontMetrics().boundingRect(QRect(0, 0, textWidth, 0),
-                                                         Qt::TextWordWrap,
-                                                         label.text());
+    const auto needed =
+        label.fontMetrics().boundingRect(QRect(0, 0, textWidth, 0), Qt::TextWordWrap, label.text());
     return needed.width() <= textWidth && needed.height() <= textHeight;
 }
 

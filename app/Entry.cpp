@@ -46,7 +46,6 @@ public:
         application.emplace(count, words.data());
         qInstallMessageHandler(usual);
         QApplication::setQuitOnLastWindowClosed(false);
-        QApplication::setApplicationDisplayName(QStringLiteral("Nullprint"));
         QGuiApplication::setDesktopFileName(QString::fromLatin1(applicationID));
     }
 

@@ -190,9 +190,9 @@ QWidget* PopoverView::headline()
     box->setSpacing(3);
     box->addWidget(line(QStringLiteral("See what your files reveal"),
                         systemFont(fontPixels::body, QFont::DemiBold)));
-    box->addWidget(secondaryLine(
-        QStringLiteral("GPS, author names, edit history — removed before you share"),
-        fontPixels::caption));
+    box->addWidget(
+        secondaryLine(QStringLiteral("GPS, author names, edit history — removed before you share"),
+                      fontPixels::caption));
     return pair;
 }
 
@@ -201,9 +201,10 @@ QWidget* PopoverView::waysIn()
     auto* card = new Card;
     card->box.setSpacing(cardSpacing);
     card->box.addWidget(secondaryLine(
-        QStringLiteral("Photos, PDFs and Word / Excel / PowerPoint. Nullprint shows what's hidden in "
-                       "plain language — location, device, author, comments. Everything stays on "
-                       "your Mac."),
+        QStringLiteral(
+            "Photos, PDFs and Word / Excel / PowerPoint. Nullprint shows what's hidden in "
+            "plain language — location, device, author, comments. Everything stays on "
+            "your Mac."),
         fontPixels::small));
     auto* check = button(QStringLiteral("Check Files…"),
                          PushButton::Look::prominent,
@@ -233,9 +234,8 @@ QWidget* PopoverView::loginRow()
         actions.setLogin(on);
         showModel();
     });
-    auto* quit = button(QStringLiteral("Quit Nullprint"),
-                        PushButton::Look::borderless,
-                        Symbol::power);
+    auto* quit =
+        button(QStringLiteral("Quit Nullprint"), PushButton::Look::borderless, Symbol::power);
     connect(quit, &QPushButton::clicked, this, [this] { actions.quit(); });
     row->addWidget(login);
     row->addStretch();

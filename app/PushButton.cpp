@@ -89,8 +89,8 @@ QColor PushButton::paintGround(QPainter& painter) const
     const bool isDark = appearanceOf(desktop) == Appearance::dark;
     const bool isProminent = (look == Look::prominent || isDefault()) && isEnabled();
     const auto palette = Palette::of(desktop);
-    auto ground = isProminent ? prominentGround(palette, isDark)
-                              : borderedGround(palette, text, isDark);
+    auto ground =
+        isProminent ? prominentGround(palette, isDark) : borderedGround(palette, text, isDark);
     painter.setPen(ground.line);
     painter.setBrush(ground.fill);
     const auto area = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);

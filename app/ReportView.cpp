@@ -199,8 +199,8 @@ void ReportView::prepareSummary()
     if (cleanedCopies == 0)
         return;
     const auto plural = cleanedCopies == 1 ? QString() : QStringLiteral("s");
-    runs.push_back({QStringLiteral("✓ Cleaned %1 file%2. ").arg(cleanedCopies).arg(plural),
-                    styles->cleaned});
+    runs.push_back(
+        {QStringLiteral("✓ Cleaned %1 file%2. ").arg(cleanedCopies).arg(plural), styles->cleaned});
     runs.push_back({QStringLiteral("Saved next to the originals with “ (scrubbed)” in the name.\n"),
                     styles->small});
 }

@@ -16,8 +16,9 @@
 namespace nullprint::app {
 
 // A plain text edit has fonts and colours as a rich one has, and lays out only the lines that are
-// seen: thousands of files cost no time when the window is resized. The text is complete at once when it is short. The rest of a long one follows in slices, so that
-// neither windows nor input wait for it; what is there is always a beginning of the whole.
+// seen: thousands of files cost no time when the window is resized. The text is complete at once
+// when it is short. The rest of a long one follows in slices, so that neither windows nor input
+// wait for it; what is there is always a beginning of the whole.
 class ReportView : public QPlainTextEdit {
     Q_OBJECT
 

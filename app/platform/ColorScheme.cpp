@@ -37,12 +37,15 @@ ColorScheme::ColorScheme(QDBusConnection bus, QObject* parent)
     : QObject(parent)
     , bus(bus)
 {
+    // Qt finds the slot only when its signature has no spaces.
+    // clang-format off
     bus.connect(text(service),
                 text(object),
                 text(settings),
                 QStringLiteral("SettingChanged"),
                 this,
-                SLOT(settingChanged(QString, QString, QDBusVariant)));
+                SLOT(settingChanged(QString,QString,QDBusVariant)));
+    // clang-format on
     read();
 }
 

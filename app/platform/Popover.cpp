@@ -73,6 +73,8 @@ void Popover::open(const std::optional<QRect>& anchor, bool asWindow)
         ensurePolished();
         layout()->activate();
         adjustSize();
+        if (QWidget* last = focusWidget()) // The keyboard begins at the top each time.
+            last->clearFocus();
         if (isTransient())
             placeAt(anchor);
     }

@@ -13,10 +13,7 @@ namespace {
 
 class DropWindow : public testing::Test {
 protected:
-    DropWindow()
-    {
-        controller.show();
-    }
+    DropWindow() { controller.show(); }
 
     DropView& view() { return dynamic_cast<DropView&>(controller.window()); }
 

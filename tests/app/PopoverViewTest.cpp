@@ -18,7 +18,12 @@ namespace {
 
 class Panel : public testing::Test {
 protected:
-    Panel() { view.show(); }
+    Panel()
+    {
+        view.show();
+        view.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&view));
+    }
 
     QString footer() { return view.findChildren<QLabel*>().last()->text(); }
     Switch& login() { return *view.findChild<Switch*>(); }
@@ -109,8 +114,10 @@ TEST_F(Panel, cutsNoTextOffHoweverLong)
     EXPECT_GT(view.height(), height);
     EXPECT_EQ(view.size(), view.sizeHint());
     for (const auto* label : view.findChildren<QLabel*>()) {
-        const auto needed = label->fontMetrics().boundingRect(
-            QRect(0, 0, label->width(), 1000), label->wordWrap() ? Qt::TextWordWrap : 0, label->text());
+        const auto needed =
+            label->fontMetrics().boundingRect(QRect(0, 0, label->width(), 1000),
+                                              label->wordWrap() ? Qt::TextWordWrap : 0,
+                                              label->text());
         EXPECT_LE(needed.width(), label->width()) << label->text().toStdString();
         EXPECT_LE(needed.height(), label->height()) << label->text().toStdString();
     }

@@ -67,13 +67,21 @@ inline double contrast(const QColor& one, const QColor& other)
     return (std::max(a, b) + 0.05) / (std::min(a, b) + 0.05);
 }
 
-// For as long as it lives the application has that palette.
+// For as long as it lives the application has that palette. Widgets are told by an event.
 class DesktopPalette {
 public:
-    explicit DesktopPalette(const QPalette& palette) { QApplication::setPalette(palette); }
+    explicit DesktopPalette(const QPalette& palette)
+    {
+        QApplication::setPalette(palette);
+        QApplication::processEvents();
+    }
     DesktopPalette(const DesktopPalette&) = delete;
     DesktopPalette& operator=(const DesktopPalette&) = delete;
-    ~DesktopPalette() { QApplication::setPalette(QPalette()); }
+    ~DesktopPalette()
+    {
+        QApplication::setPalette(QPalette());
+        QApplication::processEvents();
+    }
 };
 
 } // namespace nullprint::app

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """The menu-bar application as its users meet it: the program of NULLPRINT on a small desktop."""
 import os
-import pathlib
 import subprocess
 import time
 import unittest
@@ -15,14 +14,8 @@ class OnADesktop(unittest.TestCase):
     tray = True
 
     def setUp(self):
-        self.desktop = self.enterContext(Desktop(tray=self.tray)) \
-            if hasattr(self, "enterContext") else self.enter(Desktop(tray=self.tray))
+        self.desktop = self.enterContext(Desktop(tray=self.tray))
         self.widgets = Widgets()
-
-    def enter(self, manager):
-        entered = manager.__enter__()
-        self.addCleanup(manager.__exit__, None, None, None)
-        return entered
 
     def launch(self, *words):
         self.application = self.desktop.launch(*words)
@@ -46,9 +39,9 @@ class FromTheTray(OnADesktop):
         originals = {name: (self.desktop.files / name).read_bytes() for name in names}
         self.launch()
         self.desktop.click_icon()
-        self.widgets.press("Check Files…")
-        self.widgets.gone("push button", "Check Files…")
-        entry = self.widgets.find("text")
+        self.desktop.press_in_panel("Check Files…")
+        entry = self.widgets.find("text", "File name:")
+        self.assertIsNone(self.desktop.panel())
         self.widgets.write(entry, " ".join(f'"{name}"' for name in names))
         self.widgets.press("Check")
 
@@ -64,8 +57,8 @@ class FromTheTray(OnADesktop):
         self.assertNotIn("totalCleaned", self.desktop.defaults())
 
         self.widgets.press("Save Report…")
-        entry = self.widgets.find("text", "File name:") if self.widgets.look("text", "File name:") \
-            else self.save_entry()
+        entry = self.widgets.find("text", "File name:")
+        self.assertEqual(self.widgets.text(entry), "Nullprint report.txt")
         self.widgets.write(entry, str(self.desktop.files / "report.txt"))
         self.widgets.press("Save")
         saved = wait_for(lambda: (self.desktop.files / "report.txt").exists() and
@@ -100,21 +93,8 @@ class FromTheTray(OnADesktop):
         self.widgets.press("Close")
         self.widgets.gone("dialog", CHECK_TITLE)
         self.desktop.click_icon()
-        self.assertTrue(self.widgets.find(
-            "label", "Beta 2.0 · Checked 4 · Cleaned 3 · Last clean: " +
-            time.strftime("%Y-%m-%d %H:%M", time.localtime(defaults["lastClean"].replace(
-                tzinfo=__import__("datetime").timezone.utc).timestamp()))))
-        self.widgets.press("Quit Nullprint")
+        self.desktop.press_in_panel("Quit Nullprint")
         self.assertEqual(self.application.wait(PATIENCE), 0)
-
-    def save_entry(self):
-        return wait_for(lambda: next(
-            (node for node in self.widgets.all() if node.get_role_name() == "text" and
-             self.widgets.shown(node) and
-             self.widgets.text(node) == "Nullprint report.txt"), None), "the name to save under")
-
-    def panel_is_open(self):
-        return self.widgets.look("push button", "Check Files…") is not None
 
     def test_opens_and_closes_the_panel(self):
         self.launch()
@@ -122,11 +102,12 @@ class FromTheTray(OnADesktop):
         for close in (lambda: self.desktop.click(*icon), lambda: self.desktop.key("Escape"),
                       lambda: self.desktop.click(200, 700)):
             self.desktop.click(*icon)
-            wait_for(self.panel_is_open, "the panel")
+            x, y, width, height = wait_for(self.desktop.panel, "the panel")
+            self.assertTrue(0 <= x and x + width <= 1280 and 28 <= y and y + height <= 800)
             close()
-            wait_for(lambda: not self.panel_is_open(), "the panel to be gone")
+            wait_for(lambda: not self.desktop.panel(), "the panel to be gone")
             time.sleep(0.4)
-            self.assertFalse(self.panel_is_open())
+            self.assertIsNone(self.desktop.panel())
         self.assertEqual(self.desktop.defaults()["ctPanelOpens"], 3)
 
     def test_opens_at_login_until_told_otherwise(self):
@@ -134,7 +115,7 @@ class FromTheTray(OnADesktop):
         self.launch()
         wait_for(autostart.exists, "the entry that opens it at login")
         self.desktop.click_icon()
-        self.widgets.press("Open at Login", role="check box")
+        self.desktop.press_in_panel("Open at Login")
         wait_for(lambda: not autostart.exists(), "the entry to be gone")
         self.assertEqual(end(self.application), 0)
         self.launch()
@@ -149,7 +130,7 @@ class FromTheTray(OnADesktop):
         tray.wait(PATIENCE)
         self.desktop.start_tray()
         self.desktop.click_icon()
-        wait_for(self.panel_is_open, "the panel")
+        wait_for(self.desktop.panel, "the panel")
 
 
 class WithoutATray(OnADesktop):
@@ -158,6 +139,7 @@ class WithoutATray(OnADesktop):
     def test_has_a_window(self):
         self.launch()
         self.widgets.find("push button", "Check Files…")
+        self.widgets.find("label", "Beta 2.0 · Checked 0 · Cleaned 0 · Last clean: never")
         self.assertIn("Nullprint", self.desktop.titles())
         self.desktop.key("Escape")
         self.widgets.gone("push button", "Check Files…")
@@ -174,6 +156,8 @@ class WithoutATray(OnADesktop):
             subprocess.run([PROGRAM, "--login-item"], timeout=PATIENCE, check=False).returncode, 0)
         self.desktop.call("Activate", "{}")
         self.widgets.find("push button", "Check Files…")
+        self.widgets.press("Quit Nullprint")
+        self.assertEqual(self.application.wait(PATIENCE), 0)
 
 
 class FromElsewhere(OnADesktop):
@@ -181,8 +165,7 @@ class FromElsewhere(OnADesktop):
         photo = self.desktop.sample("photo.jpg", "a b%41&'.jpg")
         old = self.desktop.sample("Old.doc")
         self.launch()
-        shown = "[<['" + "file://" + str(photo.parent if hasattr(photo, "parent") else
-                                          pathlib.Path(photo).parent) + "/a%20b%2541&%27.jpg']>]"
+        shown = f"[<['file://{photo.parent}/a%20b%2541&%27.jpg']>]"
         self.desktop.call("ActivateAction", "showMetadata", shown, "{}")
         self.widgets.find("dialog", CHECK_TITLE)
         self.assertIn("a b%41&'.jpg", self.widgets.text(self.widgets.find("text")))
@@ -191,12 +174,16 @@ class FromElsewhere(OnADesktop):
         self.desktop.call("ActivateAction", "scrubMetadata", both, "{}")
         self.widgets.find("label", "Cleaned 1 file")
         self.assertTrue((self.desktop.files / "a b%41&' (scrubbed).jpg").exists())
-        information = next(node.get_name() for node in self.widgets.all()
-                           if (node.get_name() or "").startswith("Cleaned copies were saved"))
+        information = wait_for(lambda: next(
+            (node.get_name() for node in self.widgets.all()
+             if (node.get_name() or "").startswith("Cleaned copies were saved")), None),
+            "the informative text")
         self.assertTrue(information.endswith(
             "\n\nSkipped:\n• Old.doc — Legacy “.doc” format isn’t supported. Open it in the Office "
             "app and re-save as “.docx”, then scrub that."), information)
         self.widgets.press("OK")
+        self.assertEqual(self.desktop.shown.read_text(),
+                         f"file://{photo.parent}/a%20b%2541&'%20(scrubbed).jpg\n")
         self.assertEqual(self.desktop.defaults()["totalChecked"], 3)
         wait_for(lambda: "] Cleaned 1 file(s) via Finder service.\n" in self.desktop.log(), "the log")
 
