@@ -9,66 +9,20 @@
 set -eu
 
 root=$(dirname -- "$(dirname -- "$(readlink -f -- "$0")")")
-suite=bookworm
-
-# Mounts are made in a space of our own and vanish with it.
-if [ "${NULLPRINT_OWN_MOUNTS:-}" != 1 ]; then
-    exec env NULLPRINT_OWN_MOUNTS=1 unshare --mount "$0" "$@"
-fi
+. "$root/packaging/bare.sh"
+in_own_space "$0" "$@"
 
 with_check=
 if [ "${1:-}" = --check ]; then
     with_check=1
     shift
 fi
-if [ $# -gt 0 ]; then
-    work=$1
-    mkdir -p "$work"
-else
-    work=$(mktemp -d /var/tmp/nullprint-bare-XXXXXX)
-    trap 'umount --recursive --lazy "$work"/*/dev "$work"/*/proc 2>/dev/null || :; rm -rf --one-file-system "$work"' EXIT
-fi
+work_in "$@"
 
-say() {
-    printf '\n=== %s\n' "$*"
-}
-
-mirror() {
-    # shellcheck disable=SC2016 # Field names of apt's own.
-    apt-get indextargets --format '$(CODENAME) $(REPO_URI)' 'Created-By: Packages' |
-        sed -n "s/^$suite //p" | head -n 1
-}
-
-# The base system, with this machine's sources and settings for reaching them.
-make_base() {
-    [ -e "$work/base/.made" ] && return
-    say "making a bare system"
-    debootstrap --variant=minbase --include=git,ca-certificates "$suite" "$work/base" "$(mirror)" \
-        >"$work/debootstrap.log" 2>&1 || { tail -n 20 "$work/debootstrap.log"; exit 1; }
-    rm -f "$work/base/etc/apt/sources.list"
-    cp -a /etc/apt/sources.list* "$work/base/etc/apt/"
-    apt-config dump | grep '^Acquire::' >"$work/base/etc/apt/apt.conf.d/90host" || :
-    cp /etc/resolv.conf /etc/hosts "$work/base/etc/"
-    rm -rf "$work/base/var/lib/apt/lists" "$work/base"/var/cache/apt/archives/*.deb
-    touch "$work/base/.made"
-}
-
-# A copy of the base in which somebody may work.
-make_system() {
-    system=$work/$1
-    [ -d "$system" ] && rm -rf --one-file-system "$system"
-    cp -a "$work/base" "$system"
-    mount -t proc proc "$system/proc"
-    mount --rbind /dev "$system/dev"
+# A system with a clone of this checkout to be cloned from.
+make_system_with_sources() {
+    make_system "$1"
     git -c safe.directory='*' clone -q --bare "$root" "$system/srv/nullprint.git"
-}
-
-within() {
-    who=$1
-    shift
-    chroot "$system" env -i HOME="$home" USER="$who" TERM=dumb \
-        PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-        setpriv --reuid="$who" --regid="$who" --init-groups "$@"
 }
 
 # The commands of README.md's first transcript, and what it says that they print.
@@ -117,13 +71,13 @@ without_rights() {
         ./nullprint/nullprint --version; echo "status $?"'
 }
 
-make_base
+make_base git,ca-certificates
 
-make_system as-root
+make_system_with_sources as-root
 home=/root
 follow_readme root
 
-make_system as-user
+make_system_with_sources as-user
 home=/home/jane
 chroot "$system" useradd --create-home --shell /bin/sh jane
 without_rights jane

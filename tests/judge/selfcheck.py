@@ -38,7 +38,6 @@ DOCUMENTS = Wrongs(
     ways={
         "copy": (
             "left in the copy: PDF:Author",
-            "left in the copy: XMP",
             "pdfinfo finds 'Author",
             "pdfinfo finds a metadata stream",
             "the copy has an information dictionary",

@@ -197,6 +197,14 @@ TEST(PDF, dropsTheMetadataOfXMLFormsInOnePiece)
     }
 }
 
+TEST(PDF, leavesXMLFormsThatAreDamaged)
+{
+    PDFBuilder document;
+    document.catalogue("/AcroForm<</Fields[]/XFA 5 0 R>>")
+        .stream(5, "/Filter/FlateDecode", "not deflated at all");
+    EXPECT_TRUE(has(mustCleanPDF(document.plain()), "stream\nnot deflated at all\nendstream"));
+}
+
 TEST(PDF, dropsThumbnailsAndNamesFromTheWeb)
 {
     PDFBuilder document;

@@ -105,17 +105,24 @@ void cleanXML(QPDFObjectHandle stream)
 {
     constexpr std::string_view start = "<x:xmpmeta";
     constexpr std::string_view end = "</x:xmpmeta>";
-    const auto content = stream.getStreamData(qpdf_dl_generalized);
-    std::string text(asText(ByteSpan(content->getBuffer(), content->getSize())));
-    bool isChanged = false;
-    for (std::size_t from = text.find(start); from != std::string::npos; from = text.find(start)) {
-        const std::size_t to = text.find(end, from);
-        text.erase(from, to == std::string::npos ? to : to + end.size() - from);
-        isChanged = true;
+    std::shared_ptr<Buffer> content;
+    try {
+        content = stream.getStreamData(qpdf_dl_generalized);
+    } catch (const std::runtime_error&) { // Damaged, or of a kind that is not looked into.
+        return;
+    }
+    const std::string_view text = asText(ByteSpan(content->getBuffer(), content->getSize()));
+    std::string kept;
+    std::size_t from = 0;
+    while (from < text.size()) {
+        const std::size_t next = std::min(text.find(start, from), text.size());
+        kept += text.substr(from, next - from);
+        const std::size_t close = text.find(end, next);
+        from = close == std::string_view::npos ? text.size() : close + end.size();
     }
     const auto none = QPDFObjectHandle::newNull();
-    if (isChanged)
-        stream.replaceStreamData(text, none, none);
+    if (kept.size() != text.size())
+        stream.replaceStreamData(kept, none, none);
 }
 
 // Otherwise it is a list of names and parts. One part is the metadata.
