@@ -120,7 +120,8 @@ Visit visit(const FileURL& url)
     } else {
         visit.outcome.status = std::get<Unsupported>(status).message;
     }
-    visit.outcome.report = renderReportText({revealFile(url)});
+    const RevealReport report = revealFile(url);
+    visit.outcome.report = renderReportText({&report, 1});
     if (url.lastPathComponent().ends_with(".docx"))
         visit.outcome.findings = auditOfficePackage(url);
     return visit;
