@@ -41,16 +41,16 @@ Bytes planted(heif::HEIFBuilder picture)
     return picture.build();
 }
 
-// What a word processor writes, with a name in every place that has a rule. The letter beyond
-// ASCII behind the attribute's name is for the exact form of the patterns.
+// What a word processor writes, with names. The letter beyond ASCII behind an element's name is for
+// the exact form of a pattern, which is compiled apart.
 Bytes document()
 {
-    const std::string body = R"(<w:document><w:ins w:author="planted" w:date="2024"/>)"
-                             "<w:p w:authoré=\"x\"/></w:document>";
+    const std::string body =
+        R"(<w:document><w:ins w:author="planted" w:date="2024"/></w:document>)";
     return ZIPBuilder()
         .add(deflatedEntry("docProps/core.xml",
                            "<cp:coreProperties><dc:creator>planted</dc:creator>"
-                           "</cp:coreProperties>"))
+                           "<dcterms:createdé>2024</dcterms:created></cp:coreProperties>"))
         .add(deflatedEntry("docProps/app.xml",
                            "<Properties><Company>planted</Company></Properties>"))
         .add(deflatedEntry("word/document.xml", body))
