@@ -397,6 +397,46 @@ TEST(HEIF, dropsUserDataFromCodedPictures)
     EXPECT_TRUE(holds(mustClean(built.build()), asText(kept)));
 }
 
+// A unit of H.264, whose type stands in one byte.
+Bytes shortUnit(Byte type, std::string_view payload)
+{
+    Bytes out;
+    append32(out, static_cast<std::uint32_t>(payload.size() + 1), ByteOrder::big);
+    out.push_back(type);
+    append(out, payload);
+    return out;
+}
+
+TEST(HEIF, dropsUserDataFromAVC)
+{
+    HEIFBuilder built;
+    const unsigned coding = built.essential("avcC", Bytes{1, 66, 0, 10, 0xFF, 0xE0, 0});
+    const Bytes light = shortUnit(6, "\x90\x04\x31\x32\x33\x34\x80");
+    const Bytes pixels = shortUnit(0x65, "pixels");
+    Bytes data = shortUnit(6, "\x05\x06secret\x80");
+    append(data, light);
+    append(data, pixels);
+    append(data, shortUnit(12, "secret filler"));
+    append(data, shortUnit(30, "secret of nobody"));
+    built.items = {{.id = 1, .type = "avc1", .data = data, .properties = {coding}}};
+    expectClean(built.build());
+    Bytes kept = light;
+    append(kept, pixels);
+    EXPECT_TRUE(holds(mustClean(built.build()), asText(kept)));
+    EXPECT_FALSE(holds(mustClean(built.build()), "secret"));
+}
+
+TEST(HEIF, dropsMessagesThatAreLongerThanAnyThatIsKept)
+{
+    HEIFBuilder built = onePicture();
+    const std::string payload = "\x90" + std::string(20, '\xFF') + std::string(1, '\0') + "secret" +
+                                std::string(20 * 255 - 6, 'x') + "\x80";
+    built.items[0].data = unit(39, payload);
+    append(built.items[0].data, unit(20, "pixels"));
+    expectClean(built.build());
+    EXPECT_FALSE(holds(mustClean(built.build()), "secret"));
+}
+
 TEST(HEIF, refusesPicturesOfNothingButUserData)
 {
     HEIFBuilder built = onePicture();
