@@ -169,8 +169,8 @@ int numberOf(const QStringList& words, int place, int usual)
 } // namespace
 
 // What the library of fonts keeps until the end. Read by LeakSanitizer alone.
-extern "C" const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions()
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
+const char* __lsan_default_suppressions()
 {
     return "leak:libfontconfig\n";
 }
