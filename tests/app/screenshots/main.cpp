@@ -4,6 +4,7 @@
 #include "app/Palette.h"
 #include "app/PopoverView.h"
 #include "app/RevealWindow.h"
+#include "app/platform/Popover.h"
 
 #include <QApplication>
 #include <QDragEnterEvent>
@@ -64,15 +65,15 @@ std::vector<RevealReport> sampleReports()
 void writePanel(const Folder& folder)
 {
     UIModel model;
-    PopoverView panel(model, {[] {}, [] {}, [] {}, [](bool) {}});
-    panel.show();
+    Popover panel(new PopoverView(model, {[] {}, [] {}, [] {}, [](bool) {}}));
+    panel.open({}, false);
     folder.save(panel, QStringLiteral("panel-new"));
+    panel.close();
     model.setFilesChecked(12);
     model.setFilesCleaned(5);
     model.setLastCleanText(QStringLiteral("2026-03-02 09:05"));
     model.setLoginOn(true);
-    panel.hide();
-    panel.show();
+    panel.open({}, false);
     QEventLoop wait;
     QTimer::singleShot(300, &wait, &QEventLoop::quit);
     wait.exec();
