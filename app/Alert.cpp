@@ -11,6 +11,7 @@ namespace nullprint::app {
 namespace {
 
 constexpr int iconSide = 48;
+constexpr int buttonWidth = 88;
 constexpr int smallestWidth = 320;
 constexpr int textWidth = 400;
 constexpr int textHeight = 240;
@@ -68,6 +69,7 @@ QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& in
     auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
     label->setFont(systemFont(fontPixels::body, QFont::DemiBold));
     auto* ok = new PushButton(QStringLiteral("OK"), PushButton::Look::bordered);
+    ok->setMinimumWidth(buttonWidth);
     alert->addButton(ok, QMessageBox::AcceptRole);
     alert->setDefaultButton(ok);
     alert->setEscapeButton(ok);

@@ -27,11 +27,6 @@ namespace {
 
 constexpr char toolTip[] = "Nullprint — see and remove hidden data before you share";
 
-// A tray is there when the user starts a program, but may come later than what starts with the
-// session.
-constexpr std::chrono::milliseconds trayPatience{300};
-constexpr std::chrono::milliseconds loginTrayPatience{3'000};
-
 // The log is nobody else's business, and does not make its folder itself.
 void makePrivateFolder(const std::filesystem::path& folder)
 {
@@ -87,7 +82,8 @@ void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
     scheduleHeartbeat();
 
     showsPanelWithoutTray = request.files.empty() && !request.isLoginItem;
-    desktop.statusItem.show(request.isLoginItem ? loginTrayPatience : trayPatience);
+    desktop.statusItem.show(request.isLoginItem ? StatusItem::Start::withSession
+                                                : StatusItem::Start::byUser);
     if (!request.service.empty())
         performAction(QString::fromStdString(request.service), urisOfFiles(request.files));
     else

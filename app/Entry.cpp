@@ -76,8 +76,16 @@ int report(Forwarding outcome)
 void connectRequests(Instance& instance, AppDelegate& delegate)
 {
     // Queued: whoever asks has the answer before the work begins.
-    QObject::connect(&instance, &Instance::activated, &delegate, &AppDelegate::showPopover, Qt::QueuedConnection);
-    QObject::connect(&instance, &Instance::opened, &delegate, &AppDelegate::openURLs, Qt::QueuedConnection);
+    QObject::connect(&instance,
+                     &Instance::activated,
+                     &delegate,
+                     &AppDelegate::showPopover,
+                     Qt::QueuedConnection);
+    QObject::connect(&instance,
+                     &Instance::opened,
+                     &delegate,
+                     &AppDelegate::openURLs,
+                     Qt::QueuedConnection);
     QObject::connect(&instance,
                      &Instance::actionCalled,
                      &delegate,
@@ -128,8 +136,8 @@ extern "C" __attribute__((visibility("default"))) int nullprintApplication(int a
     static char usualName[] = "nullprint";
     const std::span words(argv, static_cast<std::size_t>(argc));
     char* name = words.empty() ? usualName : words.front();
-    const auto request = readArguments(
-        words.empty() ? std::span<const char* const>{} : words.subspan(1));
+    const auto request =
+        readArguments(words.empty() ? std::span<const char* const>{} : words.subspan(1));
     if (const auto outcome = forwardFromHere(request, name); outcome != Forwarding::nobodyRuns)
         return report(outcome);
     return runFirst(request, name);

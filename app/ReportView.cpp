@@ -77,6 +77,8 @@ ReportView::ReportView(const std::vector<RevealReport>& reports, QWidget* parent
     setTabChangesFocus(true);
     document()->setDocumentMargin(topInset);
     setViewportMargins(sideInset - topInset, 0, sideInset - topInset, 0);
+    setBackgroundRole(QPalette::Base); // Of the margins, too.
+    setAutoFillBackground(true);
     setAccessibleName(QStringLiteral("Report"));
     slices.setInterval(0);
     connect(&slices, &QTimer::timeout, this, &ReportView::writeSlice);

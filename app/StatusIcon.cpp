@@ -40,10 +40,8 @@ QPixmap withDot(QPixmap pixmap)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(colors.background, pixmap.width() / 16.0));
     painter.setBrush(colors.accent);
-    painter.drawEllipse(QRectF(pixmap.width() - diameter - 1,
-                               pixmap.height() - diameter - 1,
-                               diameter,
-                               diameter));
+    painter.drawEllipse(
+        QRectF(pixmap.width() - diameter - 1, pixmap.height() - diameter - 1, diameter, diameter));
     return pixmap;
 }
 

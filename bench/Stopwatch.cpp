@@ -2,7 +2,8 @@
 //
 //   nullprint-stopwatch ROUNDS LIST command... ::: command... [::: command...]
 //
-// LIST names a file with one path a line: what the commands write, removed before each run.
+// LIST names a file with one path a line: what the commands write, files or folders, removed before
+// each run.
 // Starting costs the same for every command, and little: posix_spawn, standard output to /dev/null.
 // Prints one line a command: seconds (median), seconds (least), peak KiB.
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <spawn.h>
 #include <string>
@@ -45,8 +47,9 @@ std::vector<Command> commandsOf(char** first, char** last)
 void removeAll(const char* list)
 {
     std::ifstream paths(list);
+    std::error_code ignored; // Before the first run there is nothing to remove.
     for (std::string path; std::getline(paths, path);)
-        unlink(path.c_str());
+        std::filesystem::remove_all(path, ignored);
 }
 
 // Whether the command ran and ended well.

@@ -4,6 +4,7 @@ import os
 import random
 import struct
 import subprocess
+import zipfile
 import zlib
 
 SEED = 20
@@ -193,6 +194,23 @@ def scan(folder, megabytes):
     return path
 
 
+def even_scan(folder, megabytes):
+    """The same, with pictures that all have one size, though not one content."""
+    path = os.path.join(folder, f"{megabytes}-MB-even-scan.pdf")
+    if not os.path.exists(path):
+        page, picture = _scanned_page(folder, 1000)
+        # The last coded bytes of a picture can be any.
+        end = picture.rindex(b"\nendstream") - 12
+        _pdf(
+            path,
+            _document(
+                [page, picture[:end] + b"%06d" % number + picture[end + 6 :]]
+                for number in range(megabytes)
+            ),
+        )
+    return path
+
+
 def text(folder, pages):
     """A document of this many pages of text, with a link on each."""
     path = os.path.join(folder, f"{pages}-pages.pdf")
@@ -212,4 +230,81 @@ def text(folder, pages):
             path,
             _document([page, _stream(b"/Filter/FlateDecode", zlib.compress(c))] for c in contents),
         )
+    return path
+
+
+CORE = (
+    b"<cp:coreProperties><dc:creator>A. Writer</dc:creator><cp:lastModifiedBy>A. Writer"
+    b"</cp:lastModifiedBy><cp:revision>7</cp:revision><dcterms:created>2024-03-01T09:30:00Z"
+    b"</dcterms:created></cp:coreProperties>"
+)
+RELATIONSHIPS = b'<Relationships><Relationship Id="r1" Target="file:///C:/a.docx"/></Relationships>'
+
+
+def _package(path, parts):
+    """Names and contents, all deflated as offices do it."""
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as archive:
+        for name, content in parts:
+            archive.writestr(zipfile.ZipInfo(name), content, zipfile.ZIP_DEFLATED)
+
+
+def _paragraphs(count):
+    """As a word processor writes them: identifiers on each, tracked changes on some."""
+    maker = random.Random(SEED)
+    words = [maker.randbytes(1 + maker.randrange(5)).hex() for _ in range(4000)]
+    for number in range(count):
+        identifier = f"{maker.randrange(1 << 32):08X}"
+        text = " ".join(maker.choices(words, k=19))
+        run = f'<w:r w:rsidRPr="{identifier}"><w:t xml:space="preserve">{text}</w:t></w:r>'
+        if number % 10 == 0:
+            run = f'<w:ins w:id="{number}" w:author="A. Writer" w:date="2024-03-01">{run}</w:ins>'
+        yield f'<w:p w:rsidR="{identifier}" w:rsidRDefault="{identifier}">{run}</w:p>'.encode()
+
+
+def letter(folder):
+    """A document of about 100 KB: eight parts of text, and two pictures."""
+    path = os.path.join(folder, "100-KB.docx")
+    if not os.path.exists(path):
+        with open(_small_photo(folder, 35), "rb") as file:
+            photo = file.read()
+        body = b"<w:document>%s</w:document>" % b"".join(_paragraphs(200))
+        _package(
+            path,
+            [
+                ("docProps/core.xml", CORE),
+                ("_rels/.rels", RELATIONSHIPS),
+                ("word/document.xml", body),
+                *((f"word/header{number}.xml", body[:2000]) for number in range(1, 6)),
+                *((f"word/media/image{number}.jpg", photo) for number in (1, 2)),
+            ],
+        )
+    return path
+
+
+def _small_photo(folder, kilobytes):
+    path = os.path.join(folder, f"{kilobytes}-kB-small.jpg")
+    if not os.path.exists(path):
+        options = ("-sampling-factor", "1x1", "-quality", "100")
+        _from_noise(path, 400, int(kilobytes * 1000 / (2.87 * 400)), *options)
+        _tag(path)
+    return path
+
+
+def novel(folder, paragraphs):
+    """A document whose one large part has so many paragraphs."""
+    path = os.path.join(folder, f"{paragraphs}-paragraphs.docx")
+    if not os.path.exists(path):
+        body = b"<w:document>%s</w:document>" % b"".join(_paragraphs(paragraphs))
+        _package(path, [("docProps/core.xml", CORE), ("word/document.xml", body)])
+    return path
+
+
+def slides(folder, megabytes):
+    """A presentation of so many photos of a megabyte, each with a position."""
+    path = os.path.join(folder, f"{megabytes}-MB.pptx")
+    if not os.path.exists(path):
+        with open(picture(folder, "jpg", 1), "rb") as file:
+            photo = file.read()
+        photos = ((f"ppt/media/image{number}.jpg", photo) for number in range(megabytes))
+        _package(path, [("docProps/core.xml", CORE), *photos])
     return path

@@ -30,6 +30,15 @@ QPDF_SETTINGS = (
     "--static-id",
 )
 DOCUMENT_TARGET, REVEAL_TARGET = 1.2, 0.6
+PACKAGES = (
+    ("docx, 100 KB", inputs.letter, (), 0.8),
+    ("docx, 60,000 paragraphs", inputs.novel, (60_000,), 1.5),
+    ("pptx, 90 photos of 1 MB", inputs.slides, (90,), 0.25),
+)
+PACKAGE_ROUNDS = 11
+# What unzips and zips is a shell, like whoever would do it by hand.
+REPACK = 'unzip -q "$1" -d "$2" && cd "$2" && zip -q -r -X ../repacked.zip .'
+PACKAGE_REVEAL_TARGET = 0.8  # Of cp.
 SIZES = (1, 10, 100)
 
 
@@ -71,7 +80,7 @@ class Bench:
 
 def row(what, ours, theirs, target):
     ratio = f"{ours / theirs:.2f}"
-    wanted = f"{target:.1f}" if target else "-"
+    wanted = f"{target:g}" if target else "-"
     print(f"{what:<42}{ours * 1e3:>10.1f}{theirs * 1e3:>10.1f}{ratio:>8}{wanted:>8}", flush=True)
 
 
@@ -95,6 +104,7 @@ def documents(bench):
     heading("Documents", f"{'ms':>10}{'qpdf, ms':>10}{'ratio':>8}{'target':>8}")
     made = (
         ("scan, 50 MB", inputs.scan(bench.folder, 50)),
+        ("scan, 50 MB, even sizes", inputs.even_scan(bench.folder, 50)),
         ("text, 5000 pages", inputs.text(bench.folder, 5000)),
     )
     for name, path in made:
@@ -107,6 +117,28 @@ def documents(bench):
         )
         row(name, clean[0], qpdf[0], DOCUMENT_TARGET)
         row(f"{name}, reveal", reveal[0], qpdf[0], REVEAL_TARGET)
+
+
+def packages(bench):
+    """Against unpacking into a folder and packing that."""
+    heading("Office documents", f"{'ms':>10}{'zip, ms':>10}{'ratio':>8}{'target':>8}")
+    folder = os.path.join(bench.copies, "unpacked")
+    repacked = os.path.join(bench.copies, "repacked.zip")
+    for name, make, arguments, target in PACKAGES:
+        path = make(bench.folder, *arguments)
+        base, extension = os.path.splitext(path)
+        clean, repack = bench.time(
+            [bench.program, "--scrub", path],
+            ["sh", "-c", REPACK, "sh", path, folder],
+            removed=[f"{base} (scrubbed){extension}", repacked, folder],
+            rounds=min(bench.rounds, PACKAGE_ROUNDS),
+        )
+        row(name, clean[0], repack[0], target)
+    copy = os.path.join(bench.copies, "copy.pptx")
+    reveal, copying = bench.time(
+        [bench.program, "--reveal", path], ["cp", path, copy], removed=[copy]
+    )
+    row(f"{name}, reveal against cp", reveal[0], copying[0], PACKAGE_REVEAL_TARGET)
 
 
 def starting(bench):
@@ -142,6 +174,7 @@ def main():
         return subprocess.run([bench.in_process, *pictures], check=False).returncode
     cleaning(bench)
     documents(bench)
+    packages(bench)
     starting(bench)
     sizes(bench, ("tif", "jpg"))
     return 0

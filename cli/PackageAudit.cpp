@@ -34,7 +34,23 @@ constexpr std::array auditPatterns{
     AuditPattern{"extTarget", {R"-(Target="(file:[^"]+|[A-Za-z]:\\[^"]+)")-", R"(Target=")"}},
 };
 
-using Findings = std::vector<std::string>;
+// What there is room for; the rest is left out.
+class Findings {
+public:
+    void add(std::string finding)
+    {
+        const std::size_t cost = finding.size() + limits::listedTextBytes;
+        if (cost > limits::listedBytes - usedBytes)
+            return;
+        usedBytes += cost;
+        lines.push_back(std::move(finding));
+    }
+
+    std::vector<std::string> lines;
+
+private:
+    std::size_t usedBytes = 0;
+};
 
 const TextPattern& patternOf(std::size_t row)
 {
@@ -56,8 +72,7 @@ void auditXML(const PackageReader& package, const PackagePart& part, Findings& f
     for (std::size_t row = 0; row < auditPatterns.size(); ++row) {
         const auto capture = firstCapture(asText(content.value()), patternOf(row));
         if (capture)
-            findings.push_back(part.name + ": " + std::string(auditPatterns[row].label) + "=" +
-                               *capture);
+            findings.add(part.name + ": " + std::string(auditPatterns[row].label) + "=" + *capture);
     }
 }
 
@@ -71,10 +86,10 @@ void auditPicture(const PackageReader& package, const PackagePart& part, Finding
         return;
     const auto properties = picture.value().properties(0);
     if (properties.count(image::Group::gps) > 0)
-        findings.push_back(part.name + ": embedded image GPS");
+        findings.add(part.name + ": embedded image GPS");
     const auto artist = properties.text(image::Group::tiff, image::tag::artist);
     if (artist && !artist->empty())
-        findings.push_back(part.name + ": embedded image Artist=" + *artist);
+        findings.add(part.name + ": embedded image Artist=" + *artist);
 }
 
 } // namespace
@@ -84,10 +99,10 @@ std::vector<std::string> auditOfficePackage(const FileURL& url)
     Findings findings;
     const auto file = FileSource::open(url.path());
     if (!file.ok())
-        return findings;
+        return {};
     const auto package = PackageReader::open(*file.value());
-    if (!package.ok())
-        return findings;
+    if (!package.ok() || package.value().isTooLarge())
+        return {};
     for (const PackagePart& part : package.value().parts()) {
         const std::string extension = extensionOf(part);
         if (extension == "xml" || extension == "rels")
@@ -95,7 +110,7 @@ std::vector<std::string> auditOfficePackage(const FileURL& url)
         else if (isImageExtension(extension))
             auditPicture(package.value(), part, findings);
     }
-    return findings;
+    return std::move(findings.lines);
 }
 
 } // namespace nullprint

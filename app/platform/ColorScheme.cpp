@@ -6,6 +6,7 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDBusVariant>
 
 namespace nullprint::app {
 namespace {
@@ -37,15 +38,12 @@ ColorScheme::ColorScheme(QDBusConnection bus, QObject* parent)
     : QObject(parent)
     , bus(bus)
 {
-    // Qt finds the slot only when its signature has no spaces.
-    // clang-format off
     bus.connect(text(service),
                 text(object),
                 text(settings),
                 QStringLiteral("SettingChanged"),
                 this,
-                SLOT(settingChanged(QString,QString,QDBusVariant)));
-    // clang-format on
+                SLOT(settingChanged(QDBusMessage)));
     read();
 }
 
@@ -66,12 +64,12 @@ void ColorScheme::read()
     });
 }
 
-void ColorScheme::settingChanged(const QString& group,
-                                 const QString& key,
-                                 const QDBusVariant& value)
+// The whole message: with this Qt a slot that takes a variant is not always found.
+void ColorScheme::settingChanged(const QDBusMessage& signal)
 {
-    if (group == text(appearance) && key == text(colorScheme))
-        apply(value.variant());
+    const auto values = signal.arguments();
+    if (values.value(0) == text(appearance) && values.value(1) == text(colorScheme))
+        apply(values.value(2));
 }
 
 // A desktop whose look reaches Qt has darkened the windows already. Only what was changed here is

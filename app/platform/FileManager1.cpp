@@ -31,7 +31,8 @@ bool showsAllInOneWindow(uint process)
     if (!file.open(QIODevice::ReadOnly))
         return false;
     const auto name = file.readAll().trimmed();
-    return std::ranges::any_of(managersWithOneWindow, [&](const char* each) { return name == each; });
+    return std::ranges::any_of(managersWithOneWindow,
+                               [&](const char* each) { return name == each; });
 }
 
 std::vector<FileURL> oneOfEachFolder(const std::vector<FileURL>& files)

@@ -45,7 +45,7 @@ void takeRights(const QVariantMap& data)
 
 QDBusMessage messageFor(const StartRequest& request)
 {
-    const auto method = !request.service.empty()  ? QStringLiteral("ActivateAction")
+    const auto method = !request.service.empty() ? QStringLiteral("ActivateAction")
                         : !request.files.empty() ? QStringLiteral("Open")
                                                  : QStringLiteral("Activate");
     auto message = QDBusMessage::createMethodCall(QString::fromLatin1(applicationID),

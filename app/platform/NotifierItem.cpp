@@ -56,16 +56,15 @@ constexpr std::array pictureSides{16, 22, 24, 32, 48, 64};
 
 NotifierPicture pictureOf(const QIcon& icon, int side)
 {
-    const auto image = icon.pixmap(QSize(side, side), 1.0)
-                           .toImage()
-                           .convertToFormat(QImage::Format_ARGB32);
+    const auto image =
+        icon.pixmap(QSize(side, side), 1.0).toImage().convertToFormat(QImage::Format_ARGB32);
     NotifierPicture picture{image.width(), image.height(), {}};
     for (int y = 0; y < image.height(); ++y) {
         for (int x = 0; x < image.width(); ++x) {
             const quint32 pixel = qToBigEndian(image.pixel(x, y));
-            picture.pixels += QByteArray::fromRawData(static_cast<const char*>(
-                                                          static_cast<const void*>(&pixel)),
-                                                      sizeof pixel);
+            picture.pixels +=
+                QByteArray::fromRawData(static_cast<const char*>(static_cast<const void*>(&pixel)),
+                                        sizeof pixel);
         }
     }
     return picture;
@@ -108,8 +107,10 @@ void NotifierItem::setToolTip(const QString& text)
 
 void NotifierItem::start()
 {
-    if (!bus.isConnected())
+    if (!bus.isConnected()) {
+        setHost(false);
         return;
+    }
     bus.registerObject(itemPath,
                        this,
                        QDBusConnection::ExportScriptableContents |
@@ -122,14 +123,13 @@ void NotifierItem::start()
                     this,
                     SLOT(askForHost()));
     }
-    auto* watch = new QDBusServiceWatcher(watcherName,
-                                          bus,
-                                          QDBusServiceWatcher::WatchForOwnerChange,
-                                          this);
-    connect(watch,
-            &QDBusServiceWatcher::serviceOwnerChanged,
-            this,
-            [this](const QString&, const QString&, const QString& owner) { watcherChanged(owner); });
+    auto* watch =
+        new QDBusServiceWatcher(watcherName, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(
+        watch,
+        &QDBusServiceWatcher::serviceOwnerChanged,
+        this,
+        [this](const QString&, const QString&, const QString& owner) { watcherChanged(owner); });
     watcherChanged(watcherName);
 }
 
@@ -194,7 +194,9 @@ void NotifierItem::ContextMenu(int x, int y)
     emit activated({x, y});
 }
 
-void NotifierItem::Scroll(int, const QString&) {}
+void NotifierItem::Scroll(int, const QString&)
+{
+}
 
 void NotifierItem::ProvideXdgActivationToken(const QString& token)
 {

@@ -9,6 +9,8 @@
 #include <QObject>
 #include <QPoint>
 
+#include <optional>
+
 namespace nullprint::app {
 
 // As the interface has them: ARGB32 in network byte order.
@@ -56,7 +58,7 @@ public:
     void start();
     // Hosts let go of an item when its program is gone; until then it is as good as not there.
     void stop();
-    bool hasHost() const { return host; }
+    bool hasHost() const { return host.value_or(false); }
 
     QString category() const { return QStringLiteral("ApplicationStatus"); }
     QString id() const;
@@ -72,6 +74,7 @@ public:
 signals:
     // `place` is where on the screen the click was, as the host tells it.
     void activated(const QPoint& place);
+    // Also when it becomes known for the first time that there is none.
     void hostChanged(bool isThere);
 
     // NOLINTBEGIN(readability-identifier-naming): the interface's names.
@@ -101,7 +104,7 @@ private:
     NotifierPictures pictures;
     QString tip;
     QString state = QStringLiteral("Active");
-    bool host = false;
+    std::optional<bool> host; // Nothing before anybody has answered.
 };
 
 } // namespace nullprint::app

@@ -6,8 +6,8 @@
 namespace nullprint::app {
 namespace {
 
-// After a host has gone: a panel that restarts is back within this time.
-constexpr std::chrono::milliseconds restartPatience{2'000};
+// How long a tray may take to come, or to come back.
+constexpr std::chrono::milliseconds patience{3'000};
 
 bool isOnX11()
 {
@@ -25,12 +25,7 @@ StatusItem::StatusItem(QDBusConnection bus)
         // Hosts without a place for it say (0, 0).
         activateAt({click.isNull() ? QCursor::pos() : click, QSize(1, 1)});
     });
-    connect(&item, &NotifierItem::hostChanged, this, [this](bool isThere) {
-        if (isThere)
-            chooseHost();
-        else if (!patienceTimer.isActive())
-            patienceTimer.start(restartPatience);
-    });
+    connect(&item, &NotifierItem::hostChanged, this, &StatusItem::hostChanged);
 }
 
 void StatusItem::setIcon(const QString& themeName, const QIcon& newIcon)
@@ -51,10 +46,11 @@ void StatusItem::setToolTip(const QString& text)
         olderIcon->setToolTip(text);
 }
 
-void StatusItem::show(std::chrono::milliseconds patience)
+void StatusItem::show(Start kind)
 {
-    item.start();
+    choosesAtOnce = kind == Start::byUser;
     patienceTimer.start(patience);
+    item.start();
 }
 
 void StatusItem::hide()
@@ -69,10 +65,19 @@ bool StatusItem::isInTray() const
     return item.hasHost() || (olderIcon && QSystemTrayIcon::isSystemTrayAvailable());
 }
 
+void StatusItem::hostChanged(bool isThere)
+{
+    if (isThere || choosesAtOnce)
+        chooseHost();
+    else if (!patienceTimer.isActive())
+        patienceTimer.start(patience);
+    choosesAtOnce = false; // A host that goes may be back soon.
+}
+
 void StatusItem::chooseHost()
 {
+    patienceTimer.stop();
     if (item.hasHost()) {
-        patienceTimer.stop();
         olderIcon.reset();
         return;
     }

@@ -7,7 +7,6 @@
 #include <QSystemTrayIcon>
 #include <QTimer>
 
-#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -23,9 +22,10 @@ public:
 
     void setIcon(const QString& themeName, const QIcon& icon);
     void setToolTip(const QString& text);
-    // `patience` is how long a tray of the newer kind is waited for: long while a session begins,
-    // when trays come in any order.
-    void show(std::chrono::milliseconds patience);
+    // When the user starts a program the trays are there, and the choice is made with the first
+    // answer. What starts with the session waits some seconds for trays that start as well.
+    enum class Start { byUser, withSession };
+    void show(Start kind);
     void hide();
     // Whether the icon is in some tray at this moment.
     bool isInTray() const;
@@ -37,10 +37,11 @@ public:
 
 signals:
     void activated();
-    // Told once when, after the time of patience, there is no tray of any kind.
+    // Told once when there turns out to be no tray of any kind.
     void trayMissing();
 
 private:
+    void hostChanged(bool isThere);
     void chooseHost();
     void useOlderTray();
     void activateAt(QRect where);
@@ -52,6 +53,7 @@ private:
     QString toolTip;
     QTimer patienceTimer;
     std::optional<QRect> lastPlace;
+    bool choosesAtOnce = false;
     bool hasToldOfMissingTray = false;
 };
 

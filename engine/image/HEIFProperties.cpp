@@ -1,6 +1,7 @@
 #include "engine/image/HEIFProperties.h"
 
 #include "engine/image/CodedPicture.h"
+#include "engine/image/ICC.h"
 
 #include <algorithm>
 #include <string>
@@ -114,6 +115,17 @@ Bytes cleanAuxiliary(const Auxiliary& auxiliary)
     return content;
 }
 
+// 14496-12, 12.1.5: the place of a profile, with the size that it says it has.
+std::optional<ByteRange> profileIn(ByteSource& source, const Box& property)
+{
+    ByteCursor cursor(source, property.content);
+    const auto type = cursor.u32();
+    if (!type.ok() || (type.value() != fourCC("prof") && type.value() != fourCC("rICC")))
+        return std::nullopt;
+    const auto size = profileBytes(cursor);
+    return size ? std::optional(ByteRange{cursor.position(), *size}) : std::nullopt;
+}
+
 // 14496-12, 12.1.5: the colour types that say how to show; others are somebody's own.
 PropertyFate fateOfColour(ByteSource& source, const Box& property)
 {
@@ -124,8 +136,17 @@ PropertyFate fateOfColour(ByteSource& source, const Box& property)
     if (type.value() == fourCC("nclx"))
         return property.content.length == codedColoursBytes ? PropertyFate::kept
                                                             : PropertyFate::unclear;
-    const bool isProfile = type.value() == fourCC("prof") || type.value() == fourCC("rICC");
-    return isProfile ? PropertyFate::kept : PropertyFate::dropped;
+    return profileIn(source, property) ? PropertyFate::kept : PropertyFate::dropped;
+}
+
+// With its profile, and nothing behind that.
+std::optional<Bytes> cutColour(ByteSource& source, const Box& property)
+{
+    const auto profile = profileIn(source, property);
+    if (!profile || profile->end() >= property.content.end())
+        return std::nullopt;
+    auto cut = source.copyOf({property.content.offset, profile->end() - property.content.offset});
+    return cut.ok() ? std::optional(std::move(cut).value()) : std::nullopt;
 }
 
 } // namespace
@@ -153,6 +174,8 @@ std::optional<Bytes> freshContent(ByteSource& source, const Box& property)
 {
     if (property.type == fourCC("auxC"))
         return cleanAuxiliary(readAuxiliary(source, property));
+    if (property.type == fourCC("colr"))
+        return cutColour(source, property);
     if (property.type != fourCC("hvcC") || property.content.length > limits::windowBytes)
         return std::nullopt;
     PartSource content(source, property.content);

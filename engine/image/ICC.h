@@ -1,4 +1,5 @@
-// Colour profiles as far as a copy looks into them. ICC.1 is their standard.
+// Colour profiles as far as a copy looks into them. ICC.1 is their standard. All formats have one
+// rule: what begins like a profile stays up to the size that it says it has, anything else goes.
 #pragma once
 
 #include "engine/support/ByteCursor.h"

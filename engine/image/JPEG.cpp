@@ -6,6 +6,7 @@
 #include "engine/image/CleaningPolicy.h"
 #include "engine/image/EXIF.h"
 #include "engine/image/IPTC.h"
+#include "engine/image/JPEGProfile.h"
 #include "engine/image/JPEGResolution.h"
 #include "engine/support/ByteCursor.h"
 #include "engine/support/FindBytes.h"
@@ -361,6 +362,8 @@ Result<Done> noteFacts(ByteSource& source, const Segment& segment, JPEGFacts& fa
         facts.isHierarchical || segment.marker == marker::hierarchicalProgression;
     if (segment.kind == BlockKind::resolution && payload.length >= jfifBytes)
         facts.density = ByteRange{payload.offset + 7, 5};
+    if (segment.kind == BlockKind::colourProfile && facts.profile.size() < limits::profileSegments)
+        facts.profile.push_back(payload);
     if (segment.kind == BlockKind::colourTransform && payload.length >= adobeBytes)
         facts.transform = NP_TRY(ByteCursor(source, {payload.offset + 11, 1}).u8());
     return Done{};
@@ -409,13 +412,12 @@ Properties readProperties(ByteSource& source, std::uint32_t)
     return properties;
 }
 
+// All but what is written fresh and the profile.
 Result<Done> planSegment(ByteSource& source, const Segment& segment, bool sawScan, OutputPlan& plan)
 {
     if (!isKept(segment.kind) || segment.kind == BlockKind::resolution)
         return Done{};
-    const bool isApplication =
-        segment.kind == BlockKind::colourProfile || segment.kind == BlockKind::colourTransform;
-    if (isApplication && sawScan)
+    if (segment.kind == BlockKind::colourTransform && sawScan)
         return Done{};
     if (!segment.isExact)
         return Error{"segment that holds less or more than it should", segment.whole.offset};
@@ -452,12 +454,17 @@ Result<std::uint32_t> countFrames(ByteSource& source)
 Result<OutputPlan> planCleanCopy(ByteSource& source)
 {
     const JPEGFacts facts = NP_TRY(gatherFacts(source));
+    const JPEGProfile profile = NP_TRY(JPEGProfile::read(source, facts.profile));
     OutputPlan plan;
     bool sawScan = false;
     const auto visit = [&](const Segment& segment) -> Result<Done> {
         const bool isSecondFrame = sawScan && isStartOfFrame(segment.marker);
         if (isSecondFrame && !facts.isHierarchical)
             return Error{"a frame behind the picture", segment.whole.offset};
+        if (segment.kind == BlockKind::colourProfile) {
+            profile.planSegment(segment.payload, plan); // Behind a scan there is none of it.
+            return Done{};
+        }
         NP_TRY(planSegment(source, segment, sawScan, plan));
         sawScan = sawScan || segment.marker == marker::startOfScan;
         return segment.marker == marker::startOfImage

@@ -16,6 +16,7 @@ struct JPEGFacts {
     bool hasUsualNames = false;       // The components are called 1, 2, 3 or 0, 1, 2.
     std::optional<Byte> transform;    // T.872, 6.5.3; of the last Adobe segment.
     std::optional<ByteRange> density; // JFIF 10.1: units, then two 16-bit densities.
+    std::vector<ByteRange> profile;   // Payloads of the segments that are called one.
 };
 
 // Adds a segment with a marker that has a length.

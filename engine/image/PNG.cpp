@@ -4,6 +4,7 @@
 
 #include "engine/image/CleaningPolicy.h"
 #include "engine/image/EXIF.h"
+#include "engine/image/ICC.h"
 #include "engine/image/IPTC.h"
 #include "engine/support/ByteCursor.h"
 #include "engine/support/Deflate.h"
@@ -342,6 +343,53 @@ void writeChunk(OutputPlan& plan, std::string_view type, ByteSpan data)
     plan.write(chunk);
 }
 
+// #11iCCP: a name, NUL, a method of which there is one, and the profile as a zlib stream.
+struct NamedProfile {
+    ByteSpan name; // With NUL and method.
+    ByteSpan stream;
+};
+
+std::optional<NamedProfile> namedProfile(ByteSpan data)
+{
+    constexpr std::size_t longestName = 79;
+    const std::size_t length = asText(data).find('\0');
+    if (length - 1 >= longestName || length + 2 > data.size() || data[length + 1] != 0)
+        return std::nullopt;
+    return NamedProfile{data.first(length + 2), data.subspan(length + 2)};
+}
+
+std::optional<std::uint32_t> profileSizeIn(ByteSpan stream)
+{
+    constexpr std::size_t beginning = 64; // More than is looked at.
+    const Bytes head = inflate(stream, beginning);
+    MemorySource memory(head);
+    return profileBytes(ByteCursor(memory));
+}
+
+// A profile is packed anew only when something stands behind it, or behind its stream. Decoders
+// pass over one that is cut short.
+Result<Done> planProfile(ByteSource& source, const Chunk& chunk, OutputPlan& plan)
+{
+    if (chunk.data.length > limits::metadataBytes)
+        return Done{};
+    const Bytes data = NP_TRY(source.copyOf(chunk.data));
+    const auto profile = namedProfile(data);
+    const auto size = profile ? profileSizeIn(profile->stream) : std::nullopt;
+    if (!size || *size > limits::metadataBytes)
+        return Done{};
+    const Unpacked unpacked = unpack(profile->stream, std::size_t{*size} + 1);
+    if (unpacked.content.size() < *size)
+        return Done{};
+    if (unpacked.isWhole && unpacked.content.size() == *size) {
+        plan.copy(chunk.whole);
+        return Done{};
+    }
+    Bytes fresh(profile->name.begin(), profile->name.end());
+    append(fresh, pack(ByteSpan(unpacked.content).first(*size)));
+    writeChunk(plan, "iCCP", fresh);
+    return Done{};
+}
+
 // Whether an animation header has frames to speak about.
 Result<bool> hasFrames(ByteSource& source)
 {
@@ -376,6 +424,8 @@ Result<OutputPlan> planCleanCopy(ByteSource& source)
         hasPixels = hasPixels || chunk.type == fourCC("IDAT");
         if (chunk.type == fourCC("acTL") && isKept(chunk.kind))
             isIdle = !NP_TRY(hasFrames(source));
+        if (chunk.type == fourCC("iCCP") && isKept(chunk.kind))
+            return planProfile(source, chunk, body);
         if (isCopied(chunk, isIdle))
             (chunk.type == fourCC("IHDR") ? plan : body).copy(chunk.whole);
         return Done{};

@@ -5,6 +5,7 @@
 
 #include "engine/image/CleaningPolicy.h"
 #include "engine/image/EXIF.h"
+#include "engine/image/ICC.h"
 #include "engine/support/ByteCursor.h"
 
 #include <algorithm>
@@ -366,8 +367,7 @@ private:
         case fourCC("ANMF"):
             return addFrame(chunk);
         case fourCC("ICCP"):
-            flags |= flag::profile;
-            return addWhole(out, chunk);
+            return addProfile(chunk);
         default:
             return addWhole(out, chunk);
         }
@@ -380,6 +380,22 @@ private:
         append32(head, 0, ByteOrder::little); // See `finish`; the other three bytes are reserved.
         out.write(head);
         out.copy({chunk.data.offset + 4, canvasBytes - 4});
+        return Done{};
+    }
+
+    Result<Done> addProfile(const Chunk& chunk)
+    {
+        const auto size = profileBytes(ByteCursor(source, chunk.data));
+        if (!size)
+            return Done{};
+        flags |= flag::profile;
+        if (*size >= chunk.data.length)
+            return addWhole(out, chunk);
+        Bytes head;
+        appendHeader(head, "ICCP", *size);
+        out.write(head);
+        out.copy({chunk.data.offset, *size});
+        out.write(Bytes(*size % 2)); // Padding.
         return Done{};
     }
 

@@ -37,8 +37,11 @@ public:
     // The part of exactly this name, or nullptr.
     const PackagePart* find(std::string_view name) const;
 
-    // Fails when any part has a problem or when all of them would unpack to more than they may.
-    // What the parts hold is not looked at.
+    // Whether all parts together would unpack to more than they may, by what the archive announces.
+    bool isTooLarge() const;
+
+    // Fails when any part has a problem or when all of them are too large. What the parts hold is
+    // not looked at.
     Result<Done> check() const;
 
     // A whole part of at most `most` bytes, after its length and checksum have been compared.

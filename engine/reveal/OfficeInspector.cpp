@@ -81,8 +81,10 @@ std::optional<std::string> datesOf(std::string_view core)
     return created.value_or("?") + "  →  " + modified.value_or("?");
 }
 
-void addCoreProperties(std::string_view core, Items& items)
+Result<Done> addCoreProperties(const PackageReader& package, Items& items)
 {
+    const Bytes content = NP_TRY(contentOf(package, "docProps/core.xml"));
+    const std::string_view core = asText(content);
     addItem(items, "👤", "Author", firstCapture(core, patterns().creator));
     addItem(items, "✏️", "Last edited by", firstCapture(core, patterns().lastEditor));
     addItem(items,
@@ -90,15 +92,19 @@ void addCoreProperties(std::string_view core, Items& items)
             "Times saved",
             counted(firstCapture(core, patterns().revision), " revision"));
     addItem(items, "🕒", "Created → last modified", datesOf(core));
+    return Done{};
 }
 
-void addApplicationProperties(std::string_view app, Items& items)
+Result<Done> addApplicationProperties(const PackageReader& package, Items& items)
 {
+    const Bytes content = NP_TRY(contentOf(package, "docProps/app.xml"));
+    const std::string_view app = asText(content);
     const auto minutes = firstCapture(app, patterns().minutes);
     if (minutes != "0")
         addItem(items, "⏱", "Total editing time", counted(minutes, " minute"));
     addItem(items, "🏢", "Company", firstCapture(app, patterns().company));
     addItem(items, "🧑‍💼", "Manager", firstCapture(app, patterns().manager));
+    return Done{};
 }
 
 template <typename Texts> std::optional<std::string> listed(const Texts& texts)
@@ -111,19 +117,65 @@ template <typename Texts> std::optional<std::string> listed(const Texts& texts)
     return list.empty() ? std::nullopt : std::optional(std::move(list));
 }
 
+// Each name once, sorted. When there is no room for all, those that sort last are left out, so that
+// what is listed is how the whole list begins.
+class Names {
+public:
+    void add(std::string_view name)
+    {
+        if (firstLeftOut && name >= *firstLeftOut)
+            return;
+        if (!names.contains(name))
+            usedBytes += costOf(*names.emplace(name).first);
+        while (usedBytes > limits::listedBytes) {
+            const auto last = std::prev(names.end());
+            usedBytes -= costOf(*last);
+            firstLeftOut = *last;
+            names.erase(last);
+        }
+    }
+
+    const auto& sorted() const { return names; }
+
+private:
+    static std::size_t costOf(const std::string& name)
+    {
+        return name.size() + limits::listedTextBytes;
+    }
+
+    std::set<std::string, std::less<>> names; // UTF-8 sorts as its code points do.
+    std::size_t usedBytes = 0;
+    std::optional<std::string> firstLeftOut;
+};
+
 Result<std::optional<std::string>> editorsOf(const PackageReader& package)
 {
-    std::set<std::string, std::less<>> names; // UTF-8 sorts as its code points do.
+    Names names;
     for (const PackagePart& part : package.parts()) {
         if (extensionOf(part) != "xml")
             continue;
         const Bytes content = NP_TRY(contentOf(package, part));
         for (const TextPattern* pattern : {&patterns().author, &patterns().userId}) {
-            for (const std::string_view name : allCaptures(asText(content), *pattern))
-                names.emplace(name);
+            CaptureWalk walk(asText(content), *pattern);
+            while (const auto name = walk.next())
+                names.add(*name);
         }
     }
-    return listed(names);
+    return listed(names.sorted());
+}
+
+Result<std::optional<std::string>> customTextsOf(const PackageReader& package)
+{
+    const Bytes custom = NP_TRY(contentOf(package, "docProps/custom.xml"));
+    return listed(allCaptures(asText(custom), patterns().customText, shownProperties));
+}
+
+Result<std::optional<std::string>> identifierOf(const PackageReader& package)
+{
+    const Bytes settings = NP_TRY(contentOf(package, "word/settings.xml"));
+    if (asText(settings).find("w15:docId") == std::string_view::npos)
+        return std::optional<std::string>();
+    return std::optional<std::string>("a unique GUID that can link copies of this file");
 }
 
 bool hasPosition(const PackageReader& package, const PackagePart& part)
@@ -159,23 +211,16 @@ Result<Done> check(const PackageReader& package)
     return Done{};
 }
 
+// No more than one part is in memory at a time.
 Result<Items> itemsOf(const PackageReader& package)
 {
     NP_TRY(check(package));
     Items items;
-    const Bytes core = NP_TRY(contentOf(package, "docProps/core.xml"));
-    addCoreProperties(asText(core), items);
-    const Bytes app = NP_TRY(contentOf(package, "docProps/app.xml"));
-    addApplicationProperties(asText(app), items);
+    NP_TRY(addCoreProperties(package, items));
+    NP_TRY(addApplicationProperties(package, items));
     addItem(items, "💬", "Other editors (comments / tracked changes)", NP_TRY(editorsOf(package)));
-    const Bytes custom = NP_TRY(contentOf(package, "docProps/custom.xml"));
-    addItem(items,
-            "🗃",
-            "Custom properties",
-            listed(allCaptures(asText(custom), patterns().customText, shownProperties)));
-    const Bytes settings = NP_TRY(contentOf(package, "word/settings.xml"));
-    if (asText(settings).find("w15:docId") != std::string_view::npos)
-        addItem(items, "🆔", "Document ID", "a unique GUID that can link copies of this file");
+    addItem(items, "🗃", "Custom properties", NP_TRY(customTextsOf(package)));
+    addItem(items, "🆔", "Document ID", NP_TRY(identifierOf(package)));
     addItem(items, "📍", "Embedded photo location", positionsOf(package));
     return items;
 }

@@ -26,21 +26,27 @@ struct Blanking {
 
 constexpr std::array blankings{Blanking{referencePattern, 0}, Blanking{streamPattern, 1}};
 
-// Writes the stretches that differ.
+// Where the next difference is; the end when there is none.
+std::size_t nextChange(ByteSpan before, ByteSpan after, std::size_t from)
+{
+    const auto change = std::ranges::mismatch(before.subspan(from), after.subspan(from)).in1;
+    return static_cast<std::size_t>(change - before.begin());
+}
+
+// Writes the stretches that differ, with the little that lies between some.
 void overwriteChanges(PendingFile& file, ByteSpan before, ByteSpan after)
 {
-    std::size_t start = 0;
-    while (true) {
-        const auto change = std::ranges::mismatch(before.subspan(start), after.subspan(start)).in1;
-        start = static_cast<std::size_t>(change - before.begin());
-        if (start == before.size())
-            return;
+    constexpr std::size_t gap = 4096;
+    std::size_t next = nextChange(before, after, 0);
+    while (next < before.size()) {
+        const std::size_t start = next;
         std::size_t end = start;
-        while (end < before.size() && before[end] != after[end])
-            ++end;
+        while (next < before.size() && next - end < gap) {
+            end = next + 1;
+            next = nextChange(before, after, end);
+        }
         if (!file.overwrite(start, after.subspan(start, end - start)).ok())
             return;
-        start = end;
     }
 }
 

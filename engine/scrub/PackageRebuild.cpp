@@ -5,8 +5,6 @@
 #include "engine/scrub/FileTypes.h"
 #include "engine/scrub/XMLPart.h"
 
-#include <algorithm>
-
 namespace nullprint {
 namespace {
 
@@ -18,7 +16,8 @@ PartKind kindOf(const PackagePart& part)
     const std::string extension = extensionOf(part);
     if (extension == "xml" || extension == "rels")
         return PartKind::xml;
-    const bool isPicture = std::ranges::find(imageExtensions, extension) != imageExtensions.end();
+    // A picture that is too large to be cleaned in memory is no reason to refuse a document.
+    const bool isPicture = isImageExtension(extension) && part.sizeBytes <= limits::partBytes;
     return isPicture ? PartKind::picture : PartKind::other;
 }
 
@@ -30,6 +29,7 @@ std::optional<Bytes> cleanedPicture(const Bytes& picture)
     if (!source.ok())
         return std::nullopt;
     MemorySink copy;
+    copy.content.reserve(picture.size()); // It is hardly ever larger.
     if (!writeCleanImage(source.value(), source.value().type(), copy).ok())
         return std::nullopt;
     if (copy.content == picture)
@@ -106,8 +106,7 @@ Result<Done> Rebuild::addXML(const PackagePart& part)
 
 Result<Done> Rebuild::addPicture(const PackagePart& part)
 {
-    const Bytes content = NP_TRY(reader->read(part, limits::partBytes));
-    const auto cleaned = cleanedPicture(content);
+    const auto cleaned = cleanedPicture(NP_TRY(reader->read(part, limits::partBytes)));
     if (cleaned) {
         replace(part, *cleaned);
     } else {

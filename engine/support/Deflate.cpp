@@ -24,24 +24,41 @@ struct Inflater::State {
     z_stream stream{};
 };
 
-Bytes inflate(ByteSpan deflated, std::size_t most)
+Unpacked unpack(ByteSpan deflated, std::size_t most)
 {
     z_stream stream{};
     if (::inflateInit(&stream) != Z_OK)
         return {};
-    Bytes out;
+    Unpacked out;
     std::array<Byte, 32UL * 1024> buffer{};
     stream.next_in = deflated.data();
     stream.avail_in = counted(deflated.size());
     int state = Z_OK;
-    while (state == Z_OK && out.size() < most) {
+    while (state == Z_OK && out.content.size() < most) {
         stream.next_out = buffer.data();
         stream.avail_out = static_cast<uInt>(buffer.size());
         state = ::inflate(&stream, Z_NO_FLUSH);
         const std::size_t made = buffer.size() - stream.avail_out;
-        append(out, ByteSpan(buffer).first(std::min(made, most - out.size())));
+        const std::size_t taken = std::min(made, most - out.content.size());
+        append(out.content, ByteSpan(buffer).first(taken));
+        out.isWhole = state == Z_STREAM_END && stream.avail_in == 0 && taken == made;
     }
     ::inflateEnd(&stream);
+    return out;
+}
+
+Bytes inflate(ByteSpan deflated, std::size_t most)
+{
+    return unpack(deflated, most).content;
+}
+
+Bytes pack(ByteSpan content)
+{
+    uLongf length = ::compressBound(content.size());
+    Bytes out(length);
+    if (::compress(out.data(), &length, content.data(), content.size()) != Z_OK)
+        return {};
+    out.resize(length);
     return out;
 }
 

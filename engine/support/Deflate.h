@@ -12,6 +12,16 @@ namespace nullprint {
 // What a zlib stream (RFC 1950) unpacks to, as far as it is whole and at most `most` bytes of it.
 Bytes inflate(ByteSpan deflated, std::size_t most);
 
+// The same, and whether that is all of the stream, its checksum is right, and nothing is behind it.
+struct Unpacked {
+    Bytes content;
+    bool isWhole = false;
+};
+Unpacked unpack(ByteSpan deflated, std::size_t most);
+
+// The content as a zlib stream.
+Bytes pack(ByteSpan content);
+
 // Unpacks a bare deflate stream (RFC 1951) piece by piece.
 class Inflater {
 public:

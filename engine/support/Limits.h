@@ -27,6 +27,10 @@ inline constexpr std::size_t inflatedBytes = 4UL * 1024 * 1024;
 // How many "Raw profile" texts of one PNG are looked into. Writers make one or two.
 inline constexpr std::size_t rawProfiles = 16;
 
+// How many segments of one JPEG are looked at that are called its colour profile. They are counted
+// in a byte, so a profile has 255 at the most, and more than that make none.
+inline constexpr std::size_t profileSegments = 256;
+
 // The longest text that is taken from a metadata field.
 inline constexpr std::uint64_t textBytes = 1024UL * 1024;
 
@@ -55,6 +59,11 @@ inline constexpr std::uint64_t unpackedBytes = 2UL * 1024 * 1024 * 1024;
 // The largest XML part or embedded picture, which is in memory while it is looked at and cleaned.
 // Long novels have 10 MB, spreadsheets with a million rows some 100 MB.
 inline constexpr std::uint64_t partBytes = 128UL * 1024 * 1024;
+
+// What the names of a document's editors, or the findings of a listing, may take in memory, and
+// what each counts for beside its letters. A thousand editors take 0.1 MB.
+inline constexpr std::size_t listedBytes = 32UL * 1024 * 1024;
+inline constexpr std::size_t listedTextBytes = 96;
 
 // What the tables of an HEIF file may list beside its items: extents, references, properties of
 // items. A grid of 65,536 tiles needs about 300,000 entries.

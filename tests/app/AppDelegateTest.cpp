@@ -17,11 +17,11 @@
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QTextEdit>
 
 #include <filesystem>
 #include <fstream>
@@ -64,8 +64,7 @@ public:
     std::vector<std::vector<FileURL>> selected;
 };
 
-template <typename Window>
-std::vector<Window*> visibleWindows()
+template <typename Window> std::vector<Window*> visibleWindows()
 {
     std::vector<Window*> found;
     for (QWidget* widget : QApplication::topLevelWidgets()) {
@@ -75,8 +74,7 @@ std::vector<Window*> visibleWindows()
     return found;
 }
 
-template <typename Window>
-Window* theWindow()
+template <typename Window> Window* theWindow()
 {
     if (!comesTrue([] { return visibleWindows<Window>().size() == 1; }))
         return nullptr;
@@ -286,20 +284,24 @@ TEST_F(AppDelegateTest, checksFilesInOneWindow)
     life.launch();
     life.delegate.checkURLs({});
     EXPECT_EQ(life.stored("totalChecked"), 0);
-    const std::vector files{photo("1.jpg"), text("2.txt"), photo("3.jpg"), photo("4.jpg"),
+    const std::vector files{photo("1.jpg"),
+                            text("2.txt"),
+                            photo("3.jpg"),
+                            photo("4.jpg"),
                             folder.url("gone.png")};
     life.delegate.openURLs(files);
     EXPECT_EQ(life.stored("totalChecked"), 5);
     EXPECT_EQ(life.delegate.revealWindowCount(), 0U);
     auto* window = theWindow<RevealWindowController>();
     ASSERT_NE(window, nullptr);
-    const auto* report = window->findChild<QTextEdit*>();
+    const auto* report = window->findChild<QPlainTextEdit*>();
     ASSERT_NE(report, nullptr);
-    ASSERT_TRUE(comesTrue([&] { return report->toPlainText().contains(QStringLiteral("gone.png")); }));
+    ASSERT_TRUE(
+        comesTrue([&] { return report->toPlainText().contains(QStringLiteral("gone.png")); }));
     qsizetype last = -1;
     for (const FileURL& file : files) {
-        const auto place = report->toPlainText().indexOf(
-            QString::fromStdString(file.lastPathComponent()));
+        const auto place =
+            report->toPlainText().indexOf(QString::fromStdString(file.lastPathComponent()));
         EXPECT_GT(place, last) << file.path();
         last = place;
     }
@@ -387,10 +389,11 @@ TEST_F(AppDelegateTest, cleansForTheService)
     auto* alert = theWindow<QMessageBox>();
     ASSERT_NE(alert, nullptr);
     EXPECT_EQ(alert->text().toStdString(), "Cleaned 1 file");
-    EXPECT_EQ(alert->informativeText().toStdString(),
-              "Cleaned copies were saved next to the originals with “ (scrubbed)” in the name — "
-              "your originals were not changed.\n\nSkipped:\n• old.doc — Legacy “.doc” format isn’t "
-              "supported. Open it in the Office app and re-save as “.docx”, then scrub that.");
+    EXPECT_EQ(
+        alert->informativeText().toStdString(),
+        "Cleaned copies were saved next to the originals with “ (scrubbed)” in the name — "
+        "your originals were not changed.\n\nSkipped:\n• old.doc — Legacy “.doc” format isn’t "
+        "supported. Open it in the Office app and re-save as “.docx”, then scrub that.");
     EXPECT_TRUE(alert->isModal());
     EXPECT_EQ(life.stored("totalChecked"), 2);
     EXPECT_EQ(life.stored("totalCleaned"), 1);
@@ -491,7 +494,10 @@ TEST_F(AppDelegateTest, keepsOneDropWindow)
     ASSERT_NE(drop, nullptr);
     QMimeData dragged;
     dragged.setData(QStringLiteral("text/uri-list"), uriOfFile(photo()));
-    QDragEnterEvent entering(QPoint(100, 100), Qt::CopyAction, &dragged, Qt::LeftButton,
+    QDragEnterEvent entering(QPoint(100, 100),
+                             Qt::CopyAction,
+                             &dragged,
+                             Qt::LeftButton,
                              Qt::NoModifier);
     QApplication::sendEvent(drop, &entering);
     QDropEvent event(QPointF(100, 100), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
@@ -589,8 +595,8 @@ TEST_F(AppDelegateTest, sendsItsHeartbeatSoonAndAgain)
         });
     });
     Heartbeat::Settings settings;
-    settings.endpoint = Heartbeat::obfuscated(
-        "http://127.0.0.1:" + QByteArray::number(server.serverPort()) + "/");
+    settings.endpoint =
+        Heartbeat::obfuscated("http://127.0.0.1:" + QByteArray::number(server.serverPort()) + "/");
     Life life(folder, settings);
     life.launch();
     EXPECT_EQ(requests, 0);

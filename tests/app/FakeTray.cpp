@@ -48,8 +48,18 @@ void FakeTray::RegisterStatusNotifierItem(const QString& item)
 {
     registered << item;
     bus.connect(item, itemPath, itemName, QStringLiteral("NewIcon"), this, SLOT(countNewIcon()));
-    bus.connect(item, itemPath, itemName, QStringLiteral("NewToolTip"), this, SLOT(countNewToolTip()));
-    bus.connect(item, itemPath, itemName, QStringLiteral("NewStatus"), this, SLOT(countNewStatus()));
+    bus.connect(item,
+                itemPath,
+                itemName,
+                QStringLiteral("NewToolTip"),
+                this,
+                SLOT(countNewToolTip()));
+    bus.connect(item,
+                itemPath,
+                itemName,
+                QStringLiteral("NewStatus"),
+                this,
+                SLOT(countNewStatus()));
 }
 
 QVariant FakeTray::property(const char* name) const
@@ -58,8 +68,8 @@ QVariant FakeTray::property(const char* name) const
                                                itemPath,
                                                QStringLiteral("org.freedesktop.DBus.Properties"),
                                                QStringLiteral("Get"));
-    const QDBusPendingReply<QDBusVariant> reply = bus.asyncCall(call << itemName
-                                                                     << QString::fromLatin1(name));
+    const QDBusPendingReply<QDBusVariant> reply =
+        bus.asyncCall(call << itemName << QString::fromLatin1(name));
     if (!comesTrue([&] { return reply.isFinished(); }) || reply.isError())
         return {};
     return reply.value().variant();

@@ -133,6 +133,8 @@ TEST_F(RevealWindow, hasFontsAndColoursForEachKindOfText)
 TEST_F(RevealWindow, followsTheDesktopsColoursWhileItIsOpen)
 {
     open({unsupported("/c.txt")});
+    const auto edge = window->grab().toImage().pixelColor(0, 200);
+    EXPECT_EQ(edge, QApplication::palette().color(QPalette::Base));
     const auto barColor = [this] { return window->grab().toImage().pixelColor(300, 430); };
     EXPECT_EQ(barColor(), QColor(250, 245, 236));
     {

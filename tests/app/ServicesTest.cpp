@@ -72,7 +72,8 @@ TEST(ServiceProvider, passesFilesOnAfterTheCall)
     Delegate delegate;
     ServiceProvider provider;
     provider.setDelegate(&delegate);
-    provider.showMetadata({QStringLiteral("file:///b%20b"), QStringLiteral("https://example.org"),
+    provider.showMetadata({QStringLiteral("file:///b%20b"),
+                           QStringLiteral("https://example.org"),
                            QStringLiteral("file:///a")});
     provider.scrubMetadata({QStringLiteral("file:///c")});
     EXPECT_TRUE(delegate.shown.empty() && delegate.scrubbed.empty());

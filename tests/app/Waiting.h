@@ -8,8 +8,7 @@ namespace nullprint::tests {
 // Long enough for a loaded machine under sanitizers; nothing ever takes that long.
 inline constexpr int patienceMs = 30'000;
 
-template <typename Condition>
-[[nodiscard]] bool comesTrue(Condition condition)
+template <typename Condition> [[nodiscard]] bool comesTrue(Condition condition)
 {
     return QTest::qWaitFor(condition, patienceMs);
 }

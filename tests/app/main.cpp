@@ -17,14 +17,21 @@ constexpr const char* insideMark = "NULLPRINT_TESTS_INSIDE";
 void setFolders(const std::string& root)
 {
     ::setenv("HOME", root.c_str(), 1);
-    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_STATE_HOME", "XDG_CACHE_HOME",
+    for (const char* name : {"XDG_CONFIG_HOME",
+                             "XDG_DATA_HOME",
+                             "XDG_STATE_HOME",
+                             "XDG_CACHE_HOME",
                              "XDG_RUNTIME_DIR"}) {
         const auto folder = root + "/" + name;
         ::mkdir(folder.c_str(), S_IRWXU);
         ::setenv(name, folder.c_str(), 1);
     }
-    for (const char* name : {"XDG_CURRENT_DESKTOP", "DISPLAY", "WAYLAND_DISPLAY",
-                             "DBUS_SESSION_BUS_ADDRESS", "http_proxy", "https_proxy"})
+    for (const char* name : {"XDG_CURRENT_DESKTOP",
+                             "DISPLAY",
+                             "WAYLAND_DISPLAY",
+                             "DBUS_SESSION_BUS_ADDRESS",
+                             "http_proxy",
+                             "https_proxy"})
         ::unsetenv(name);
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     ::setenv(insideMark, "1", 1);

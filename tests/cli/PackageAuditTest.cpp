@@ -1,6 +1,7 @@
 #include "cli/PackageAudit.h"
 
 #include "engine/image/Properties.h"
+#include "engine/support/Limits.h"
 #include "tests/support/EXIFBuilder.h"
 #include "tests/support/Folder.h"
 #include "tests/support/ZIPBuilder.h"
@@ -95,6 +96,34 @@ TEST(PackageAudit, listsPositionAndArtistOfPictures)
               (Findings{"m/2.jpg: embedded image GPS",
                         "m/2.jpg: embedded image Artist=Jane Roe",
                         "m/1.JPEG: embedded image Artist=Bob"}));
+}
+
+TEST(PackageAudit, listsNothingOfADocumentThatIsTooLarge)
+{
+    ZIPBuilder archive;
+    archive.add(storedEntry("a.xml", "<dc:creator>Ann</dc:creator>"));
+    EXPECT_EQ(audited(archive), Findings{"a.xml: creator=Ann"});
+    for (const char* name : {"b.xml", "c.xml", "d.xml"}) {
+        ZIPEntry enormous = deflatedEntry(name, "");
+        enormous.packed = Bytes(1024UL * 1024);
+        enormous.size = 1000U * 1024 * 1024;
+        archive.add(enormous);
+    }
+    EXPECT_EQ(audited(archive), Findings{});
+}
+
+TEST(PackageAudit, listsAsMuchAsThereIsRoomFor)
+{
+    ZIPBuilder archive;
+    const std::string name(limits::textBytes, 'x');
+    for (int number = 0; number < 40; ++number)
+        archive.add(
+            storedEntry(std::to_string(number) + ".xml", "<dc:creator>" + name + "x</dc:creator>"));
+    archive.add(storedEntry("last.xml", "<dc:creator>Ann</dc:creator>"));
+    const Findings findings = audited(archive);
+    ASSERT_EQ(findings.size(), limits::listedBytes / limits::textBytes);
+    EXPECT_TRUE(findings.front() == "0.xml: creator=" + name);
+    EXPECT_EQ(findings.back(), "last.xml: creator=Ann");
 }
 
 TEST(PackageAudit, passesOverWhatCannotBeRead)

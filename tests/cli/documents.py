@@ -35,7 +35,7 @@ def stream(entries, data):
 def packed_pdf(objects, packed, rows=None):
     """A PDF with a packed table. `packed` tells which stream an object that is not here stands in;
     `rows` are the table's content when they are not to be what they should."""
-    file = b"%PDF-1.5\n"
+    file = bytearray(b"%PDF-1.5\n")
     table = {number: (2, container, 0) for number, container in packed.items()}
     for number, body in objects.items():
         table[number] = (1, len(file), 0)
@@ -47,7 +47,7 @@ def packed_pdf(objects, packed, rows=None):
             struct.pack(">BIH", *table.get(number, (0, 0, 0))) for number in range(last + 1)))
     entries = b"/Type/XRef/W[1 4 2]/Root 1 0 R/Filter/FlateDecode/Size %d" % (last + 1)
     body = stream(entries, rows)
-    return file + b"%d 0 obj\n%s\nendobj\nstartxref\n%d\n%%%%EOF\n" % (last, body, len(file))
+    return bytes(file) + b"%d 0 obj\n%s\nendobj\nstartxref\n%d\n%%%%EOF\n" % (last, body, len(file))
 
 
 def deflated_zeros(megabytes):
@@ -81,6 +81,23 @@ def length_chain(links=20000):
             len(head), number + 2, head)
     objects[20 + 2 * links] = b"7"
     return packed_pdf(objects, packed)
+
+
+def many_annotations(count=100000):
+    """One page with as many comments as there are people."""
+    first = 20
+    objects = {first + number: b"<</Subtype/Text/Rect[0 0 9 9]/T(planted %d)>>" % number
+               for number in range(count)}
+    page = b"<</Type/Page/Parent 2 0 R/MediaBox[0 0 9 9]/Annots[%s]>>"
+    return packed_pdf({1: CATALOGUE, 2: PAGES, 3: page % b" ".join(b"%d 0 R" % n for n in objects),
+                       **objects}, {})
+
+
+def picture_bomb():
+    """A packed JPEG that unpacks to two gigabytes, which no picture has."""
+    picture = stream(b"/Subtype/Image/Filter[/FlateDecode/FlateDecode/DCTDecode]",
+                     zlib.compress(deflated_zeros(2048), 9))
+    return packed_pdf({1: CATALOGUE, 2: PAGES, 3: PAGE, 9: picture}, {})
 
 
 class Documents(ScratchTest):
@@ -163,6 +180,17 @@ class Documents(ScratchTest):
                 self.run_program("--reveal", path.name)
                 self.assertLess(time.monotonic() - start, 30)
                 self.expect_nothing_new()
+        self.expect_bounded_memory()
+
+    def test_large_documents_are_cleaned_within_bounds(self):
+        for name, document in (("annotations", many_annotations()), ("picture", picture_bomb())):
+            path = self.folder / f"{name}.pdf"
+            path.write_bytes(document)
+            self.assertEqual(self.entry(path.name), "CLEANED")
+            self.assertNotIn(b"planted", (self.folder / f"{name} (scrubbed).pdf").read_bytes())
+        self.expect_bounded_memory()
+
+    def expect_bounded_memory(self):
         used = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss * 1024
         self.assertLess(used, 1024 * MEGABYTE)
 

@@ -3,6 +3,7 @@
 #include "engine/image/HEIF.h"
 #include "tests/support/EXIFBuilder.h"
 #include "tests/support/HEIFBuilder.h"
+#include "tests/support/ProfileBuilder.h"
 
 #include <gtest/gtest.h>
 
@@ -360,13 +361,18 @@ TEST(HEIF, keepsOverlaysIdentitiesAndPremultiplication)
 TEST(HEIF, keepsCodedColoursAndProfilesOnly)
 {
     HEIFBuilder built = onePicture();
-    const std::array colours{bytesOf("prof a profile"),
+    const std::string profile = sampleProfile(200);
+    const std::array colours{bytesOf("prof" + profile),
+                             bytesOf("rICC" + profile + "secret"),
                              bytesOf("nclx1234567"),
+                             bytesOf("profsecret"),
+                             bytesOf("prof"),
                              bytesOf("scrtsecret")};
     for (const Bytes& colour : colours)
         built.items[0].properties.push_back(built.property("colr", colour));
     expectClean(built.build());
-    EXPECT_TRUE(holds(mustClean(built.build()), "prof a profile"));
+    EXPECT_TRUE(holds(mustClean(built.build()), "prof" + profile));
+    EXPECT_TRUE(holds(mustClean(built.build()), "rICC" + profile));
     EXPECT_TRUE(holds(mustClean(built.build()), "nclx1234567"));
     built.items[0].properties.push_back(built.property("colr", bytesOf("nclx1234567secret")));
     expectRefused(built);

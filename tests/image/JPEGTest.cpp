@@ -3,6 +3,7 @@
 #include "engine/image/EXIF.h"
 #include "engine/image/JPEG.h"
 #include "tests/support/Pictures.h"
+#include "tests/support/ProfileBuilder.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -15,6 +16,7 @@ using namespace jpeg;
 
 const Bytes comment = segment(0xFE, "secret");
 const Bytes plainJFIF = jfif(1, 72, 72);
+const std::string profile = sampleProfile(200);
 
 Bytes exifWith(std::optional<std::uint16_t> orientation, std::optional<Resolution> resolution)
 {
@@ -49,8 +51,8 @@ Bytes kitchenSink()
                             segment(0xE0, {"JFXX\0\x13secret", 12}),
                             exifWith(6, std::nullopt),
                             segment(0xE1, {"http://ns.adobe.com/xap/1.0/\0<x:xmpmeta/>", 41}),
-                            icc(1, 2, "profile, "),
-                            icc(2, 2, "second part"),
+                            icc(1, 2, profile.substr(0, 90)),
+                            icc(2, 2, profile.substr(90)),
                             segment(0xE2, {"MPF\0secret", 10}),
                             segment(0xE7, "secret"),
                             photoshop("8BIM secret"),
@@ -72,9 +74,81 @@ TEST(JPEG, keepsPictureProfileColourTransformResolutionAndOrientationAlone)
     EXPECT_EQ(mustClean(kitchenSink()),
               picture({jfif(1, 300, 300),
                        exifWith(6, std::nullopt),
-                       icc(1, 2, "profile, "),
-                       icc(2, 2, "second part"),
+                       icc(1, 2, profile.substr(0, 90)),
+                       icc(2, 2, profile.substr(90)),
                        adobe(1)}));
+}
+
+// As many segments as there are cuts, and one.
+Bytes chain(const std::string& text, std::initializer_list<std::size_t> cuts)
+{
+    Bytes segments;
+    Byte number = 0;
+    const auto count = static_cast<Byte>(cuts.size() + 1);
+    std::size_t from = 0;
+    for (const std::size_t to : cuts) {
+        append(segments, icc(++number, count, text.substr(from, to - from)));
+        from = to;
+    }
+    append(segments, icc(++number, count, text.substr(from)));
+    return segments;
+}
+
+TEST(JPEG, keepsAProfileHoweverItIsSpread)
+{
+    for (const Bytes& segments : {chain(profile, {}),
+                                  chain(profile, {1}),
+                                  chain(profile, {3, 37, 120}),
+                                  chain(profile.substr(0, 150), {140})}) {
+        EXPECT_EQ(mustClean(picture({segments})), picture({segments}));
+        expectPromises(picture({segments}));
+    }
+    const Bytes backwards =
+        joined({icc(2, 2, profile.substr(90)), comment, icc(1, 2, profile.substr(0, 90))});
+    EXPECT_EQ(mustClean(picture({backwards})),
+              picture({icc(2, 2, profile.substr(90)), icc(1, 2, profile.substr(0, 90))}));
+    const std::string large = sampleProfile(255 * 1000);
+    Bytes most;
+    for (std::size_t number = 0; number < 255; ++number)
+        append(most, icc(static_cast<Byte>(number + 1), 255, large.substr(number * 1000, 1000)));
+    EXPECT_EQ(mustClean(picture({most})), picture({most}));
+    EXPECT_EQ(mustClean(picture({most, icc(1, 1, "secret")})), picture({}));
+}
+
+TEST(JPEG, cutsAProfileWhereItEnds)
+{
+    const std::string longer = profile + "secret";
+    EXPECT_EQ(mustClean(picture({chain(longer, {})})), picture({chain(profile, {})}));
+    EXPECT_EQ(mustClean(picture({chain(longer, {90})})), picture({chain(profile, {90})}));
+    EXPECT_EQ(mustClean(picture({chain(longer, {90, 200})})), picture({chain(profile, {90})}));
+    EXPECT_EQ(mustClean(picture({chain(longer, {90, 202, 204})})), picture({chain(profile, {90})}));
+    EXPECT_EQ(mustClean(picture({chain(profile, {90, 90})})), picture({chain(profile, {90})}));
+    expectPromises(picture({chain(longer, {90, 202, 204})}));
+    expectSurvivesMutation(picture({chain(longer, {90, 202, 204})}), 5000);
+}
+
+TEST(JPEG, dropsWhatNoDecoderTakesForAProfile)
+{
+    std::string other = profile;
+    other[36] = 'x';
+    for (const Bytes& segments :
+         {icc(1, 1, "secret"),
+          icc(1, 1, ""),
+          icc(1, 1, other),
+          icc(0, 1, profile),
+          icc(1, 0, profile),
+          icc(2, 2, profile),
+          icc(1, 2, profile),
+          joined({icc(1, 1, profile), icc(1, 1, profile)}),
+          joined({icc(1, 2, profile.substr(0, 90)), icc(2, 3, profile.substr(90))}),
+          joined({icc(1, 1, profile), icc(2, 2, "secret")}),
+          segment(0xE2, {"ICC_PROFILE\0\1", 13})}) {
+        EXPECT_EQ(mustClean(picture({segments})), picture({}));
+        expectPromises(picture({segments}));
+    }
+    // One that has no room for its numbers is none of the profile's.
+    EXPECT_EQ(mustClean(picture({segment(0xE2, {"ICC_PROFILE\0\1", 13}), icc(1, 1, profile)})),
+              picture({icc(1, 1, profile)}));
 }
 
 TEST(JPEG, leavesCleanFilesAsTheyAre)

@@ -201,6 +201,67 @@ TEST(PNG, dropsWhatComesTwiceOrTooLate)
     expectPromises(png.end());
 }
 
+Bytes withProfile(const std::string& data)
+{
+    return PNGBuilder().chunk("iCCP", data).pixels().end();
+}
+
+std::string named(const std::string& stream)
+{
+    return keyed("icc", std::string(1, 0) + stream);
+}
+
+TEST(PNG, cutsAProfileWhereItEnds)
+{
+    const std::string profile = sampleProfile(3000);
+    const std::string stream = deflated(profile);
+    const Bytes copy = withProfile(named(stream));
+    EXPECT_EQ(mustClean(copy), copy);
+    std::string wrongChecksum = stream;
+    wrongChecksum.back() ^= 1;
+    for (const std::string& longer : {deflated(profile + "S"),
+                                      deflated(profile + std::string(100000, 'S')),
+                                      stream + "SECRET",
+                                      wrongChecksum,
+                                      stream.substr(0, stream.size() - 2)}) {
+        EXPECT_EQ(mustClean(withProfile(named(longer))), copy);
+        expectPromises(withProfile(named(longer)));
+    }
+    expectSurvivesMutation(withProfile(named(deflated(profile + "SECRET"))), 5000);
+}
+
+TEST(PNG, dropsWhatIsNoProfile)
+{
+    const std::string profile = sampleProfile(3000);
+    std::string other = profile;
+    other[36] = 'x';
+    std::string enormous = profile;
+    enormous[0] = '\x7F';
+    const std::string stream = deflated(profile);
+    for (const std::string& data : {std::string(),
+                                    std::string("SECRET"),
+                                    named(""),
+                                    named("SECRET"),
+                                    named(deflated("SECRET")),
+                                    named(deflated(other)),
+                                    named(deflated(enormous)),
+                                    named(stream.substr(0, stream.size() / 2)),
+                                    keyed("icc", "\1" + stream),
+                                    keyed("", std::string(1, 0) + stream),
+                                    keyed(std::string(80, 'n'), std::string(1, 0) + stream)}) {
+        EXPECT_EQ(mustClean(withProfile(data)), PNGBuilder().pixels().end());
+        expectPromises(withProfile(data));
+    }
+}
+
+// A name of 79 letters is the longest, and there is one method.
+TEST(PNG, keepsTheNameOfAProfile)
+{
+    const Bytes longest =
+        withProfile(keyed(std::string(79, 'n'), std::string(1, 0) + deflated(sampleProfile(200))));
+    EXPECT_EQ(mustClean(longest), longest);
+}
+
 TEST(PNG, writesOneOrientationHoweverManyHeadersThereAre)
 {
     PNGBuilder png;

@@ -2,6 +2,7 @@
 
 #include "engine/image/EXIF.h"
 #include "engine/image/WebP.h"
+#include "tests/support/ProfileBuilder.h"
 #include "tests/support/WebPBuilder.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,7 @@ namespace {
 using namespace image;
 using namespace webp;
 
-const Bytes profile = chunk("ICCP", "profile!");
+const Bytes profile = chunk("ICCP", sampleProfile(200));
 const Bytes secretXMP = chunk("XMP ", "<x:xmpmeta>secret</x:xmpmeta>");
 
 Bytes exifChunk(std::uint16_t orientation, std::string_view prefix = {})
@@ -215,10 +216,37 @@ TEST(WebP, cutsAnimationHeaderToWhatIsDefined)
 
 TEST(WebP, writesPaddingAfresh)
 {
-    const Bytes data = bytesOf("odd");
-    const Bytes padded = file({canvas(0), chunk("ICCP", data), lossy()});
-    EXPECT_EQ(mustClean(file({canvas(0), chunk("ICCP", data, "S"), lossy()})), mustClean(padded));
-    EXPECT_FALSE(holds(mustClean(file({canvas(0), chunk("ICCP", data, "S"), lossy()})), "oddS"));
+    const Bytes data = bytesOf(sampleProfile(201));
+    const Bytes padded = file({canvas(profileFlag), chunk("ICCP", data), lossy()});
+    EXPECT_EQ(mustClean(file({canvas(0), chunk("ICCP", data, "S"), lossy()})), padded);
+}
+
+TEST(WebP, cutsAProfileWhereItEnds)
+{
+    for (const std::size_t size : {200U, 201U}) {
+        const std::string exact = sampleProfile(size);
+        const Bytes copy = file({canvas(profileFlag), chunk("ICCP", exact), lossy()});
+        for (const char* more : {"", "s", "secret"}) {
+            const Bytes picture = file({canvas(0), chunk("ICCP", exact + more), lossy()});
+            EXPECT_EQ(mustClean(picture), copy);
+            expectPromises(picture);
+        }
+    }
+    // One that is cut short stays: some decoders make do with it.
+    const Bytes half =
+        file({canvas(profileFlag), chunk("ICCP", sampleProfile(200).substr(0, 140)), lossy()});
+    EXPECT_EQ(mustClean(half), half);
+}
+
+TEST(WebP, dropsWhatIsNoProfile)
+{
+    std::string other = sampleProfile(200);
+    other[36] = 'x';
+    for (const std::string& text : {std::string("secret"), std::string(), other}) {
+        const Bytes picture = file({canvas(profileFlag), chunk("ICCP", text), lossy()});
+        EXPECT_EQ(mustClean(picture), file({canvas(0), lossy()}));
+        expectPromises(picture);
+    }
 }
 
 TEST(WebP, acceptsMissingPaddingAtTheEnd)

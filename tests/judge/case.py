@@ -87,13 +87,17 @@ class Case:
         if text == f"CLEANED    {self.original}\n        -> {copy}\n" and os.path.isfile(copy):
             self.copy = copy
             return
-        refused = [r for r in REFUSALS if text == f"FAILED     {self.original}\n        {r}\n"]
-        if not refused:
+        before = f"FAILED     {self.original}\n        "
+        refusal = text.removeprefix(before).removesuffix("\n")
+        if text != before + refusal + "\n" or not self.is_refusal(refusal):
             self.blame(f"the two lines of output are wrong: {text!r}")
         elif self.is_bad:
-            self.notes.append("refused: " + refused[0])
+            self.notes.append("refused: " + refusal)
         else:
-            self.blame("not cleaned: " + refused[0])
+            self.blame("not cleaned: " + refusal)
+
+    def is_refusal(self, sentence):
+        return sentence in REFUSALS
 
     def _clean_again(self, programs, launcher):
         folder = os.path.join(self.folder, "again")
@@ -105,8 +109,11 @@ class Case:
         again = f"{base} (scrubbed){extension}"
         if not os.path.isfile(again):
             self.blame("the copy cannot be cleaned again")
-        elif _digest(again) != _digest(self.copy):
+        elif not self._same_again(again):
             self.blame("cleaning the copy again changes it")
+
+    def _same_again(self, again):
+        return _digest(again) == _digest(self.copy)
 
     # --- Looking at the copy ---
 

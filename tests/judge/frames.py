@@ -358,5 +358,8 @@ TIFF_LINES = (
 
 def _tiff_pages(path):
     _, output, _ = run_tool("tiffinfo", path)
-    lines = [line.strip() for line in output.decode("utf-8", "replace").splitlines()]
+    pages = output.decode("utf-8", "replace").split("=== TIFF directory ")
+    # Behind a page come the previews in its sub-directories, which no copy has.
+    pages = [page.partition("--- SubIFD image descriptor")[0] for page in pages]
+    lines = [line.strip() for page in pages for line in page.splitlines()]
     return [line for line in lines if line.startswith(TIFF_LINES)]

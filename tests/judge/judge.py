@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Cleans every picture of a folder and has independent programs look at what came of it.
+"""Cleans every picture or document of a folder and has independent programs look at what came of it.
 
 One line for each file: ok, or what is wrong. The exit status is 0 when every file passed.
 """
 
 import argparse
 import concurrent.futures
+import dataclasses
 import os
 import queue
 import shutil
@@ -14,20 +15,50 @@ import tempfile
 
 import exiftool
 import made
+import made_documents
 import plant
+import plant_documents
 import selfcheck
 from case import Case, Programs
+from document_case import DocumentCase
 from process import Launcher, missing_tools
 
-PICTURES = set("jpg jpeg png gif webp tiff tif bmp heic heif".split())
-TOOLS = (
-    "exiftool exiv2 identify convert pngcheck webpinfo webpmux dwebp tiffinfo tiffcp gifsicle djpeg"
-    " heif-convert heif-info"
-).split()
+
+@dataclasses.dataclass
+class Family:
+    """A kind of files: how they are found, tried, made when there are none, and planted."""
+
+    extensions: set
+    tools: list
+    case: type
+    make: callable
+    plant: callable
+    self_check: callable
+
+
+PICTURES = Family(
+    extensions=set("jpg jpeg png gif webp tiff tif bmp heic heif".split()),
+    tools=(
+        "exiftool exiv2 identify convert pngcheck webpinfo webpmux dwebp tiffinfo tiffcp gifsicle"
+        " djpeg heif-convert heif-info"
+    ).split(),
+    case=Case,
+    make=made.make_pictures,
+    plant=plant.planted,
+    self_check=selfcheck.PICTURES,
+)
+DOCUMENTS = Family(
+    extensions={"pdf"},
+    tools="exiftool qpdf pdfinfo pdftotext pdftoppm".split(),
+    case=DocumentCase,
+    make=made_documents.make_documents,
+    plant=plant_documents.planted,
+    self_check=selfcheck.DOCUMENTS,
+)
 MISSING_STATUS = 77  # As CTest is told, so that it says that the test was left out.
 
 
-def pictures_in(folder, extensions):
+def files_in(folder, extensions):
     """Paths relative to the folder, sorted."""
     found = []
     for parent, _, names in os.walk(folder):
@@ -85,10 +116,10 @@ class Court:
             return tuple(pool.map(exiftool.read_all, (originals, copies)))
 
 
-def cases_of(folder, extensions, scratch):
-    names = pictures_in(folder, extensions)
+def cases_of(folder, extensions, scratch, kind=Case):
+    names = files_in(folder, extensions)
     return [
-        Case(os.path.join(folder, name), name, os.path.join(scratch, f"{index:04}"), index)
+        kind(os.path.join(folder, name), name, os.path.join(scratch, f"{index:04}"), index)
         for index, name in enumerate(names)
     ]
 
@@ -106,6 +137,9 @@ def tell(cases):
 def options():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--nullprint", required=True, help="the program under test")
+    parser.add_argument(
+        "--documents", action="store_true", help="judge PDF documents in place of pictures"
+    )
     parser.add_argument("--plant", action="store_true", help="plant metadata before judging")
     parser.add_argument("--self-check", action="store_true", help="show that the judge can fail")
     parser.add_argument(
@@ -116,34 +150,35 @@ def options():
         "folders",
         nargs="*",
         metavar="FOLDER",
-        help="the first that holds pictures is judged; when none does, pictures are made",
+        help="the first that holds such files is judged; when none does, some are made",
     )
     return parser.parse_args()
 
 
-def chosen_folder(folders, extensions, scratch):
+def chosen_folder(folders, family, scratch):
     for folder in folders:
-        if pictures_in(folder, extensions):
+        if files_in(folder, family.extensions):
             return folder
-    return made.make_pictures(os.path.join(scratch, "made"))
+    return family.make(os.path.join(scratch, "made"))
 
 
 def main():
     chosen = options()
-    missing = missing_tools(TOOLS)
+    family = DOCUMENTS if chosen.documents else PICTURES
+    missing = missing_tools(family.tools)
     if missing:
         print("These programs are needed and not installed: " + ", ".join(missing))
         return MISSING_STATUS
     nullprint = os.path.abspath(chosen.nullprint)
     if chosen.self_check:
-        return selfcheck.check(nullprint, Court)
+        return selfcheck.check(nullprint, Court, family)
     court = Court(Programs(nullprint, is_sanitized=chosen.sanitized), os.cpu_count() or 1)
     scratch = os.path.abspath(chosen.keep) if chosen.keep else tempfile.mkdtemp(prefix="judge-")
     try:
-        folder = chosen_folder(chosen.folders, PICTURES, scratch)
-        cases = cases_of(folder, PICTURES, os.path.join(scratch, "cases"))
+        folder = chosen_folder(chosen.folders, family, scratch)
+        cases = cases_of(folder, family.extensions, os.path.join(scratch, "cases"), family.case)
         if chosen.plant:
-            cases = plant.planted(cases)
+            cases = family.plant(cases)
         court.judge(cases)
         return tell(cases)
     finally:

@@ -135,6 +135,28 @@ TEST(PackageReader, refusesNamesThatLeadOutOfTheirFolder)
         EXPECT_EQ(complaintAbout(storedEntry(std::string(name), "x")), "none") << name;
 }
 
+TEST(PackageReader, refusesAFileAndAFolderOfOneName)
+{
+    for (const auto& [file, inFolder] : {std::pair("word", "word/a.xml"),
+                                         std::pair("a/b", "a\\b/c/d/e.xml"),
+                                         std::pair("b.xml", "b.xml/b.xml")}) {
+        const ZIPEntry first = storedEntry(file, "x");
+        const ZIPEntry second = storedEntry(inFolder, "x");
+        const ZIPEntry between = storedEntry(std::string(file) + "!", "x");
+        EXPECT_EQ(complaintAbout(ZIPBuilder().add(first).add(between).add(second).build()),
+                  "a part of it has an unsafe name");
+        EXPECT_EQ(complaintAbout(ZIPBuilder().add(second).add(between).add(first).build()),
+                  "a part of it has an unsafe name");
+    }
+    EXPECT_EQ(complaintAbout(ZIPBuilder()
+                                 .add(storedEntry("a", "x"))
+                                 .add(storedEntry("a!/b", "x"))
+                                 .add(storedEntry("ab/c", "x"))
+                                 .add(storedEntry("c/a", "x"))
+                                 .build()),
+              "none");
+}
+
 TEST(PackageReader, walksAThousandFoldersDeep)
 {
     std::string name;

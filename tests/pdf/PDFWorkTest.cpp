@@ -186,6 +186,64 @@ TEST(PDF, dropsTheMetadataOfXMLForms)
     EXPECT_TRUE(has(copy, "<data>value</data>"));
 }
 
+TEST(PDF, dropsTheMetadataOfXMLFormsInOnePiece)
+{
+    for (const bool isPacked : {false, true}) {
+        const std::string form = "<xdp><x:xmpmeta a='planted'>planted</x:xmpmeta><data/></xdp>";
+        PDFBuilder document;
+        document.catalogue("/AcroForm<</Fields[]/XFA 5 0 R>>")
+            .stream(5, isPacked ? "/Filter/FlateDecode" : "", isPacked ? deflated(form) : form);
+        EXPECT_TRUE(has(mustCleanPDF(document.plain()), "stream\n<xdp><data/></xdp>\nendstream"));
+    }
+}
+
+TEST(PDF, leavesXMLFormsThatAreDamaged)
+{
+    PDFBuilder document;
+    document.catalogue("/AcroForm<</Fields[]/XFA 5 0 R>>")
+        .stream(5, "/Filter/FlateDecode", "not deflated at all");
+    EXPECT_TRUE(has(mustCleanPDF(document.plain()), "stream\nnot deflated at all\nendstream"));
+}
+
+TEST(PDF, dropsThumbnailsAndNamesFromTheWeb)
+{
+    PDFBuilder document;
+    document.catalogue("/StructTreeRoot<</K<</S/P/ID(kept)>>>>")
+        .page(3, "/Thumb 5 0 R/ID(planted)/Resources<</XObject<</I 6 0 R>>>>")
+        .stream(5, "/Width 1/Height 1", "planted")
+        .stream(6, "/Subtype/Image/Width 1/Height 1/ID(planted)", "pixels");
+    const std::string copy = mustCleanPDF(document.plain());
+    EXPECT_TRUE(has(copy, "/ID (kept)"));
+    EXPECT_FALSE(has(copy, "/Thumb"));
+}
+
+TEST(PDF, emptiesInformationThatSomethingElseRefersTo)
+{
+    PDFBuilder document;
+    document.information(9, "/Author(planted)").catalogue("/X 9 0 R");
+    mustCleanPDF(document.plain());
+    document.trailer("/Info 1 0 R").catalogue("");
+    EXPECT_TRUE(has(mustCleanPDF(document.plain()), "/Type /Page "));
+}
+
+// The library of Debian 12 leaves the escape out.
+TEST(PDF, writesNamesAsTheyAre)
+{
+    PDFBuilder document;
+    document.catalogue("/X[/A#23B/#2341 6 0 R]/Y/#23/#23K<</A#23 1>>/A#20B/A#2FB/P#zz 5 0 R")
+        .stream(5, "/A#23 /B#2342", "")
+        .object(6, "/C#23D");
+    const std::string copy = mustCleanPDF(document.packed());
+    for (const char* kept : {"[ /A#23B /#2341 ",
+                             "/Y /#23 ",
+                             "/#23K << /A#23 1 >>",
+                             "/A#20B /A#2fB",
+                             "/P#zz",
+                             "/A#23 /B#2342",
+                             "\n/C#23D\n"})
+        EXPECT_TRUE(has(copy, kept)) << kept;
+}
+
 TEST(PDF, leavesFormFieldsAlone)
 {
     PDFBuilder document;
@@ -210,6 +268,10 @@ TEST(PDF, cleansAnnotationsThatNoPageShows)
     document.catalogue("/Kept[5 0 R]")
         .object(5, "<</Type/Annot/Subtype/Text/Rect[0 0 9 9]/T(planted)/Contents(still here)>>");
     EXPECT_TRUE(has(mustCleanPDF(document.plain()), "(still here)"));
+    document.catalogue("/Names<</Templates<</Names[(a)6 0 R]>>>>")
+        .object(6, "<</Type/Template/Annots[<</Subtype/Text/Rect[0 0 9 9]/T(planted)>>7 0 R]>>")
+        .object(7, "<</Subtype/Widget/Rect[0 0 9 9]/FT/Tx/T(field)>>");
+    EXPECT_TRUE(has(mustCleanPDF(document.plain()), "/T (field)"));
 }
 
 TEST(PDF, keepsWhatIsNoMetadata)
@@ -275,13 +337,40 @@ TEST(PDF, cleansJPEGsOnPages)
     }
 }
 
-TEST(PDF, leavesJPEGsBehindOtherFilters)
+TEST(PDF, cleansJPEGsBehindOtherFilters)
 {
     const std::string photo = plantedPhoto();
-    const std::string packedPhoto = deflated(photo);
-    const Copy copy = cleanedPDF(pageWithPicture("/Filter[/FlateDecode/DCTDecode]", packedPhoto));
-    EXPECT_EQ(copy.outcome, Outcome::done);
-    EXPECT_TRUE(has(copy.text, packedPhoto));
+    const std::string clean(asText(mustClean(asBytes(photo))));
+    const std::string copy = mustCleanPDF(pageWithPicture("/Filter[/FlateDecode/DCTDecode]"
+                                                          "/DecodeParms[null<</ColorTransform 0>>]",
+                                                          deflated(photo)));
+    EXPECT_TRUE(has(copy, "stream\n" + clean + "\nendstream"));
+    EXPECT_TRUE(has(copy, "/Filter /DCTDecode"));
+    EXPECT_TRUE(has(copy, "/DecodeParms << /ColorTransform 0 >>"));
+}
+
+TEST(PDF, leavesPackedJPEGsWithoutMetadata)
+{
+    const std::string photo(asText(mustClean(asBytes(plantedPhoto()))));
+    for (const std::string& packedPhoto : {deflated(photo), std::string("not deflated at all")}) {
+        const std::string copy =
+            mustCleanPDF(pageWithPicture("/Filter[/FlateDecode/DCTDecode]", packedPhoto));
+        EXPECT_TRUE(has(copy, "stream\n" + packedPhoto + "\nendstream"));
+    }
+}
+
+TEST(PDF, cleansPackedJPEGsThatAreCutShort)
+{
+    std::string packedPhoto = deflated(plantedPhoto());
+    packedPhoto.resize(packedPhoto.size() - 12);
+    mustCleanPDF(pageWithPicture("/Filter[/FlateDecode/DCTDecode]", packedPhoto));
+}
+
+TEST(PDF, refusesPackedJPEGsThatAreDamagedAndHaveMetadata)
+{
+    const std::string digits = "FFD8457869660000?"; // A picture's start, "Exif", and no digit.
+    EXPECT_EQ(cleanedPDF(pageWithPicture("/Filter[/ASCIIHexDecode/DCTDecode]", digits)).outcome,
+              Outcome::unwritable);
 }
 
 TEST(PDF, cleansJPEGsThatAreCutShort)
@@ -409,7 +498,8 @@ TEST(PDF, asksForAPassword)
 
 TEST(PDF, keepsEncryptionThatOpensWithoutAPassword)
 {
-    for (const char* name : {"open-rc4-128.pdf", "open-aes-128.pdf", "open-aes-256.pdf"}) {
+    for (const char* name :
+         {"open-rc4-128.pdf", "open-aes-128.pdf", "open-aes-256.pdf", "bad-length-aes-128.pdf"}) {
         const Bytes document = fileBytes(std::string(NULLPRINT_TEST_DATA) + "/pdf/" + name);
         const DocumentFacts before = factsOf(asText(document));
         EXPECT_EQ(before.annotationTitles, std::set<std::string>{"planted"}) << name;
@@ -421,6 +511,7 @@ TEST(PDF, keepsEncryptionThatOpensWithoutAPassword)
         EXPECT_TRUE(after.annotationTitles.empty()) << name;
         EXPECT_TRUE(after.attributes.empty()) << name;
         EXPECT_FALSE(has(copy.text, "/Metadata")) << name;
+        EXPECT_TRUE(has(copy.text, "/ID [<00000000000000000000000000000000>")) << name;
     }
 }
 

@@ -1,6 +1,7 @@
 #include "engine/reveal/OfficeInspector.h"
 
 #include "engine/reveal/Captures.h"
+#include "engine/support/Limits.h"
 #include "tests/support/EXIFBuilder.h"
 #include "tests/support/Folder.h"
 #include "tests/support/Joined.h"
@@ -159,6 +160,45 @@ TEST(OfficeInspector, namesEditorsOnceAndSorted)
     EXPECT_EQ(revealed(parts),
               Lines{"💬 Other editors (comments / tracked changes): Ann Lee, Bob Ray, ann@x.org, "
                     "Émile, \uFF21, \U0001F600"});
+}
+
+TEST(OfficeInspector, listsHowAListOfTooManyEditorsBegins)
+{
+    constexpr std::size_t room =
+        limits::listedBytes / (limits::textBytes + limits::listedTextBytes);
+    ZIPBuilder archive;
+    // Those that come last are left out, also when they are short and found when there is room.
+    for (std::size_t number = room + 5; number-- > 0;) {
+        std::string name = std::to_string(10 + number);
+        name.resize(limits::textBytes, 'x');
+        archive.add(storedEntry("part" + std::to_string(number) + ".xml",
+                                "<a b:author=\"z\"/><a b:author=\"" + name + "\"/>"));
+    }
+    const Folder folder;
+    const RevealReport report = revealFile(folder.put("a.docx", archive.build()));
+    ASSERT_EQ(report.items.size(), 1U);
+    const std::string& detail = report.items[0].detail;
+    ASSERT_EQ(detail.size(), room * limits::textBytes + (room - 1) * 2);
+    for (std::size_t index = 0; index < room; ++index)
+        EXPECT_EQ(detail.substr(index * (limits::textBytes + 2), 3),
+                  std::to_string(10 + index) + "x");
+}
+
+TEST(OfficeInspector, showsTheBeginningOfATextThatIsTooLong)
+{
+    const auto creator = [](const std::string& name) {
+        const std::string element = "<dc:creator>" + name + "</dc:creator>";
+        const Lines lines = revealed({{"docProps/core.xml", element}});
+        return lines.empty() ? std::string() : lines[0].substr(std::string("👤 Author: ").size());
+    };
+    const std::string longest(limits::textBytes, 'x');
+    EXPECT_TRUE(creator(longest) == longest);
+    EXPECT_TRUE(creator(longest + "x") == longest);
+    // A letter is shown whole or not at all.
+    std::string letters = "x";
+    while (letters.size() <= limits::textBytes)
+        letters += "é";
+    EXPECT_TRUE(creator(letters) == letters.substr(0, limits::textBytes - 1));
 }
 
 TEST(OfficeInspector, showsSixCustomProperties)

@@ -168,6 +168,17 @@ TEST_F(Office, leavesPicturesThatCannotBeCleanedAsTheyAre)
     EXPECT_EQ(partsOf(copyOf(archive)), partsOf(archive));
 }
 
+TEST_F(Office, leavesPicturesThatAreTooLargeToBeCleanedAsTheyAre)
+{
+    Bytes enormous(limits::partBytes + 1);
+    std::ranges::copy(photo(), enormous.begin());
+    const ZIPEntry picture = deflatedEntry("word/media/image1.jpeg", asText(enormous));
+    const auto parts =
+        partsOf(copyOf(ZIPBuilder().add(picture).add(storedEntry("a.xml", core)).build()));
+    EXPECT_TRUE(parts[0].second == asText(enormous));
+    EXPECT_EQ(parts[1].second, cleanCore);
+}
+
 TEST_F(Office, rebuildsADocumentThatIsCleanAlready)
 {
     EXPECT_EQ(partsOf(copyOf(ZIPBuilder().add(storedEntry("a.xml", "<a/>")).build()))[0].second,

@@ -85,6 +85,16 @@ TEST(BlankMatches, blanksOneGroup)
     EXPECT_EQ(blankMatches("xy", "x()y", 1), "xy");
 }
 
+TEST(BlankMatches, leavesAStreamWithNoLineEndBeforeItsEnd)
+{
+    const std::string pattern = R"((?:/Type\s*/Metadata|/Subtype\s*/XML)[^>]*>>\s*stream\r?\n)"
+                                R"(([\s\S]*?)\r?\nendstream)";
+    const std::string left = "<</Subtype /XML>>stream\r\n<x/>endstream";
+    EXPECT_EQ(blankMatches(left, pattern, 1), left);
+    EXPECT_EQ(blankMatches("<</Subtype /XML>>stream\r\n<x/>\r\nendstream", pattern, 1),
+              "<</Subtype /XML>>stream\r\n    \r\nendstream");
+}
+
 TEST(BlankMatches, letsTheDotMatchLineEnds)
 {
     EXPECT_EQ(blankMatches("a\r\nb\nc", "a(.*)c", 1), "a    c");

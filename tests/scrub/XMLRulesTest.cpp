@@ -4,6 +4,7 @@
 
 #include "engine/support/Text.h"
 #include "tests/support/Joined.h"
+#include "tests/support/RuleTexts.h"
 
 #include <gtest/gtest.h>
 #include <random>
@@ -101,127 +102,6 @@ struct NaiveRules {
     }
 };
 
-// Pieces of what the rules look for, of what is nearly that, and of what is hard to tell apart.
-constexpr std::string_view pieces[] = {
-    "<",
-    ">",
-    "\"",
-    "\"",
-    "/>",
-    "</",
-    "=",
-    ":",
-    " ",
-    "\t",
-    "\n",
-    "\\",
-    "a",
-    "Z",
-    "w:",
-    "w",
-    "15",
-    "=\"",
-    "=\"\"",
-    "<w:ins",
-    "<a ",
-    "<:",
-    ":author=\"",
-    " w:author=\"Ann\"",
-    "x:author=\"",
-    "author=\"Bob\"",
-    ":date=\"",
-    " w:date=\"2024\"",
-    ":initials=\"AL\"",
-    " w:initials=\"",
-    ":userId=\"",
-    "w15:userId=\"u\"",
-    "<dc:creator>",
-    "</dc:creator>",
-    "<dc:creator>Ann</dc:creator>",
-    "<cp:lastModifiedBy>",
-    "</cp:lastModifiedBy>",
-    "<dcterms:created",
-    "</dcterms:created>",
-    "<dcterms:created>",
-    "<dcterms:modified",
-    " xsi:type=\"W\">",
-    "</dcterms:modified>",
-    "<cp:revision>",
-    "<cp:revision",
-    ">1</cp:revision>",
-    "</cp:revision>",
-    "<cp:lastPrinted",
-    ">2</cp:lastPrinted>",
-    "<Company>",
-    "</Company>",
-    "<Manager>",
-    "</Manager>",
-    "<TotalTime",
-    ">3</TotalTime>",
-    "</TotalTime>",
-    "<w15:docId",
-    " w15:val=\"0\"/>",
-    "<w:rsids>",
-    "</w:rsids>",
-    " w:rsidR=\"00A1\"",
-    " w:rsid",
-    ":rsid",
-    "rsid",
-    " w:rsidDefault=\"",
-    "<w:rsid",
-    "<vt:lpwstr>",
-    "</vt:lpwstr>",
-    "ACME</vt:lpwstr>",
-    "Target=\"",
-    "Target=\"file:",
-    "file:///",
-    "C:\\",
-    "\\\\",
-    "Target=\"\\\\s\\x\"",
-    "Target=\"C:\\x\"",
-    "Target=\"media/a\"",
-    "\"file:a",
-    "Comp",
-    "any>",
-    "</w:",
-    "dc:",
-    "\r\n",
-    "\v",
-    "\f",
-    "\u0085",
-    "\u00A0",
-    "\u1680",
-    "\u2003",
-    "\u2028",
-    "\u202F",
-    "\u3000",
-    "\u200B",
-    "\uFEFF",
-    "\u00E9",
-    "\u0301",
-    "\u00AD",
-    "\u200D",
-    "\u4E2D",
-    "\u2014",
-    "\u24B6",
-    "\uFF9E",
-    "\U0001F600",
-    "\U0001D7D8",
-    "\U000E0041",
-    "\u037E",
-    "_",
-    "-",
-};
-
-std::string randomText(std::mt19937& random)
-{
-    std::string text;
-    for (auto left = std::uniform_int_distribution(0, 40)(random); left > 0; --left)
-        text +=
-            pieces[std::uniform_int_distribution<std::size_t>(0, std::size(pieces) - 1)(random)];
-    return text;
-}
-
 std::string scrubbedAs(const std::string& name, Bytes content)
 {
     const Bytes before = content;
@@ -250,7 +130,7 @@ TEST(XMLRules, agreeOnRandomTexts)
     NaiveRules rules;
     std::mt19937 random(20240607);
     for (int round = 0; round < 4000 && !HasFatalFailure(); ++round)
-        expectAgreement(rules, randomText(random));
+        expectAgreement(rules, randomRuleText(random));
     rules.expectChangesByAll();
 }
 

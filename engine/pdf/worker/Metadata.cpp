@@ -1,5 +1,7 @@
 #include "engine/pdf/worker/Metadata.h"
 
+#include "engine/pdf/worker/Names.h"
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -53,15 +55,29 @@ void clearAnnotation(QPDFObjectHandle annotation)
     }
 }
 
-// No page needs to show an annotation for its author to be in the file.
+// No page needs to show an annotation for its author to be in the file, and it need not say that it
+// is one.
 bool isAnnotation(QPDFObjectHandle dictionary)
 {
-    return isName(dictionary.getKey("/Type"), "/Annot") ||
-           isName(dictionary.getKey("/Subtype"), "/Popup");
+    QPDFObjectHandle type = dictionary.getKey("/Type");
+    QPDFObjectHandle subtype = dictionary.getKey("/Subtype");
+    return isName(type, "/Annot") || isName(subtype, "/Popup") ||
+           (type.isNull() && subtype.isName() && dictionary.hasKey("/Rect"));
+}
+
+// Something else may refer to it, too. A damaged trailer may take part of the document for it.
+void emptyInformation(QPDFObjectHandle information)
+{
+    if (!information.isDictionary() || information.hasKey("/Pages") ||
+        information.hasKey("/Kids") || information.hasKey("/Parent"))
+        return;
+    for (const std::string& key : information.getKeys())
+        information.removeKey(key);
 }
 
 void cleanTrailer(QPDFObjectHandle trailer)
 {
+    emptyInformation(trailer.getKey("/Info"));
     for (const std::string& key : trailer.getKeys()) {
         if (std::ranges::find(keptTrailerKeys, key) == keptTrailerKeys.end())
             trailer.removeKey(key);
@@ -84,11 +100,38 @@ void cleanCatalogue(QPDFObjectHandle catalogue)
     }
 }
 
-// A form of the XML kind is a list of names and parts. One part is the metadata.
+// A form of the XML kind, in one piece: XML with the metadata in it.
+void cleanXML(QPDFObjectHandle stream)
+{
+    constexpr std::string_view start = "<x:xmpmeta";
+    constexpr std::string_view end = "</x:xmpmeta>";
+    std::shared_ptr<Buffer> content;
+    try {
+        content = stream.getStreamData(qpdf_dl_generalized);
+    } catch (const std::runtime_error&) { // Damaged, or of a kind that is not looked into.
+        return;
+    }
+    const std::string_view text = asText(ByteSpan(content->getBuffer(), content->getSize()));
+    std::string kept;
+    std::size_t from = 0;
+    while (from < text.size()) {
+        const std::size_t next = std::min(text.find(start, from), text.size());
+        kept += text.substr(from, next - from);
+        const std::size_t close = text.find(end, next);
+        from = close == std::string_view::npos ? text.size() : close + end.size();
+    }
+    const auto none = QPDFObjectHandle::newNull();
+    if (kept.size() != text.size())
+        stream.replaceStreamData(kept, none, none);
+}
+
+// Otherwise it is a list of names and parts. One part is the metadata.
 void cleanForm(QPDFObjectHandle form)
 {
     QPDFObjectHandle parts =
         form.isDictionary() ? form.getKey("/XFA") : QPDFObjectHandle::newNull();
+    if (parts.isStream())
+        cleanXML(parts);
     if (!parts.isArray())
         return;
     for (int index = parts.getArrayNItems() - 2; index >= 0; --index) {
@@ -124,7 +167,8 @@ bool mayHavePrivateKeys(QPDFObjectHandle dictionary)
 {
     const QPDFObjectHandle type = dictionary.getKey("/Type");
     return isName(type, "/Catalog") || isName(type, "/Page") || isName(type, "/XObject") ||
-           isName(dictionary.getKey("/Subtype"), "/Form");
+           isName(dictionary.getKey("/Subtype"), "/Form") ||
+           isName(dictionary.getKey("/Subtype"), "/Image");
 }
 
 void addIfDirect(QPDFObjectHandle part, std::vector<QPDFObjectHandle>& parts)
@@ -142,14 +186,21 @@ void cleanDictionary(QPDFObjectHandle dictionary, std::vector<QPDFObjectHandle>&
     };
     const bool losesPrivateKeys = mayHavePrivateKeys(dictionary);
     // A copy of the entries, from which none vanishes on the way.
-    for (const auto& [key, value] : dictionary.getDictAsMap()) {
+    const auto entries = dictionary.getDictAsMap();
+    for (const auto& [key, value] : entries) {
         if (isOneOf(removedKeys, key) || (losesPrivateKeys && isPrivateKey(key)))
             dictionary.removeKey(key);
         else
             addIfDirect(value, parts);
     }
+    spellNames(dictionary, entries);
     if (isAnnotation(dictionary))
         clearAnnotation(dictionary);
+    const bool isPage = isName(dictionary.getKey("/Type"), "/Page");
+    if (isPage) // A small picture of the page, or of what was the page.
+        dictionary.removeKey("/Thumb");
+    if (isPage || isName(dictionary.getKey("/Subtype"), "/Image"))
+        dictionary.removeKey("/ID"); // What it was called on the web.
 }
 
 bool isMetadataStream(QPDFObjectHandle dictionary)
@@ -168,6 +219,10 @@ void cleanObject(PDFFile& file, QPDFObjectHandle object)
         }
         object = object.getDict();
     }
+    if (object.isName()) {
+        file.document.replaceObject(object.getObjGen(), spelled(object));
+        return;
+    }
     std::vector<QPDFObjectHandle> pending{object};
     while (!pending.empty()) {
         QPDFObjectHandle part = pending.back();
@@ -177,6 +232,7 @@ void cleanObject(PDFFile& file, QPDFObjectHandle object)
         } else if (part.isArray()) {
             for (const QPDFObjectHandle& item : part.aitems())
                 addIfDirect(item, pending);
+            spellNames(part);
         }
     }
 }

@@ -1,5 +1,7 @@
 #include "engine/pdf/worker/PDFFile.h"
 
+#include "engine/pdf/worker/Encryption.h"
+
 #include <array>
 #include <qpdf/Pipeline.hh>
 #include <qpdf/QPDFLogger.hh>
@@ -114,28 +116,26 @@ bool PDFFile::keyNeedsIdentifier()
     return document.isEncrypted(revision, permissions) && revision < 5;
 }
 
-// The first part, which copies of a document have in common, becomes one that readers take for
-// none; the writer makes the second part a constant.
-void PDFFile::replaceIdentifier()
-{
-    if (keyNeedsIdentifier())
-        return;
-    constexpr std::size_t length = 16;
-    const auto none = QPDFObjectHandle::newString(std::string(length, '\0'));
-    document.getTrailer().replaceKey("/ID", QPDFObjectHandle::newArray({none, none}));
-}
-
+// The first part of the identifier, which copies of a document have in common, becomes one that
+// readers take for none; the writer makes the second part a constant.
 void PDFFile::write(ByteSink& sink)
 {
-    replaceIdentifier();
+    constexpr std::size_t length = 16;
+    const std::string none(length, '\0');
+    const auto alike = keyNeedsIdentifier() ? encryptedAlike(document, none) : nullptr;
+    const auto part = QPDFObjectHandle::newString(none);
+    if (!keyNeedsIdentifier())
+        document.getTrailer().replaceKey("/ID", QPDFObjectHandle::newArray({part, part}));
     Output output(sink);
     QPDFWriter writer(document);
     writer.setOutputPipeline(&output);
+    writer.setStaticID(true);
+    if (alike)
+        writer.copyEncryptionParameters(*alike);
     writer.setStreamDataMode(qpdf_s_preserve);
     writer.setObjectStreamMode(qpdf_o_disable);
     // Where a metadata stream ends can then be told from its bytes alone.
     writer.setNewlineBeforeEndstream(true);
-    writer.setStaticID(true);
     writer.write();
 }
 

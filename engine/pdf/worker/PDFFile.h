@@ -30,7 +30,6 @@ public:
 
 private:
     bool keyNeedsIdentifier();
-    void replaceIdentifier();
 };
 
 // Whether a dictionary is a field of a form, as a page shows it.

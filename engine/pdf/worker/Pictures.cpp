@@ -55,7 +55,7 @@ Result<image::OutputPlan> planCopy(ByteSource& picture)
     return plan;
 }
 
-// Collects what a stream holds. The library's own way copies it three times.
+// Collects what a stream holds, up to a bound. The library's own way copies it three times.
 class Collector final : public Pipeline {
 public:
     explicit Collector(Bytes& content)
@@ -66,6 +66,8 @@ public:
 
     void write(unsigned char const* data, size_t length) override
     {
+        if (content.size() + length > limits::partBytes)
+            throw std::runtime_error("a picture that is too large");
         append(content, ByteSpan(data, length));
     }
     void finish() override {}
@@ -121,12 +123,54 @@ std::optional<ByteRange> placeOf(QPDFObjectHandle stream, PDFFile& file)
     return behind.startsWith(end) ? std::optional(place) : std::nullopt;
 }
 
+// The filters of a JPEG, and what they are given. The last one is the JPEG's own.
+struct Coding {
+    std::vector<QPDFObjectHandle> filters;
+    std::vector<QPDFObjectHandle> parameters; // As many.
+
+    bool isPacked() const { return filters.size() > 1; }
+};
+
+std::vector<QPDFObjectHandle> listed(QPDFObjectHandle value)
+{
+    return value.isArray() ? value.getArrayAsVector() : std::vector{value};
+}
+
+Coding codingOf(QPDFObjectHandle dictionary)
+{
+    Coding coding{listed(dictionary.getKey("/Filter")), listed(dictionary.getKey("/DecodeParms"))};
+    coding.parameters.resize(coding.filters.size(), QPDFObjectHandle::newNull());
+    return coding;
+}
+
+// Replaces `content` by what the filters before the last one make of a stream. Whether that is all
+// there is.
+bool unpack(QPDFObjectHandle stream, PDFFile& file, Bytes& content)
+{
+    Coding coding = codingOf(stream.getDict());
+    coding.filters.pop_back();
+    coding.parameters.pop_back();
+    auto packed = QPDFObjectHandle::newStream(&file.document);
+    packed.replaceStreamData(stream.getRawStreamData(),
+                             QPDFObjectHandle::newArray(coding.filters),
+                             QPDFObjectHandle::newArray(coding.parameters));
+    content.clear();
+    Collector collector(content);
+    bool isFiltered = false;
+    try {
+        return packed.pipeStreamData(&collector, &isFiltered, 0, qpdf_dl_generalized) && isFiltered;
+    } catch (const std::runtime_error&) { // Damaged. What came before the damage is there.
+        return false;
+    }
+}
+
 // Cleans a stream at the moment that it is written, so that one picture is in memory at a time.
 class CleanPicture final : public QPDFObjectHandle::StreamDataProvider {
 public:
     CleanPicture(QPDFObjectHandle original, PDFFile& file, std::shared_ptr<Bytes> memory)
         : original(original.copyStream())
-        , place(placeOf(original, file))
+        , isPacked(codingOf(original.getDict()).isPacked())
+        , place(isPacked ? std::nullopt : placeOf(original, file))
         , file(file)
         , memory(std::move(memory))
     {
@@ -153,6 +197,11 @@ private:
                 throw std::runtime_error("a picture cannot be read");
             return data;
         }
+        if (isPacked) {
+            if (!unpack(original, file, *memory))
+                throw std::runtime_error("a picture cannot be unpacked");
+            return *memory;
+        }
         memory->clear();
         Collector collector(*memory);
         bool isFiltered = false;
@@ -162,25 +211,34 @@ private:
     }
 
     QPDFObjectHandle original;
+    bool isPacked;
     std::optional<ByteRange> place;
     PDFFile& file;
     std::shared_ptr<Bytes> memory; // All pictures use the same, one after the other.
 };
-
-bool isOnlyDCT(QPDFObjectHandle filter)
-{
-    if (filter.isArray() && filter.getArrayNItems() == 1)
-        filter = filter.getArrayItem(0);
-    return filter.isNameAndEquals("/DCTDecode");
-}
 
 bool isPicture(QPDFObjectHandle object)
 {
     if (!object.isStream())
         return false;
     QPDFObjectHandle dictionary = object.getDict();
-    return isOnlyDCT(dictionary.getKey("/Filter")) &&
+    Coding coding = codingOf(dictionary);
+    return !coding.filters.empty() && coding.filters.back().isNameAndEquals("/DCTDecode") &&
            !dictionary.getKey("/Type").isNameAndEquals("/EmbeddedFile") && !dictionary.hasKey("/F");
+}
+
+// Whether there is anything in a packed picture that has to go. Otherwise it stays packed; so does
+// one that cannot be unpacked, unless metadata is seen in what can.
+bool needsCleaning(QPDFObjectHandle picture, PDFFile& file, Bytes& memory)
+{
+    if (!codingOf(picture.getDict()).isPacked())
+        return true;
+    const bool isWhole = unpack(picture, file, memory);
+    MemorySource content(memory);
+    const auto plan = planCopy(content);
+    if (!plan.ok() || (!isWhole && plan.value().size() != memory.size()))
+        throw std::runtime_error("a packed picture cannot be cleaned");
+    return isWhole && plan.value().size() != memory.size();
 }
 
 } // namespace
@@ -189,12 +247,12 @@ void cleanPictures(PDFFile& file)
 {
     const auto memory = std::make_shared<Bytes>();
     for (QPDFObjectHandle object : file.document.getAllObjects()) {
-        if (!isPicture(object))
+        if (!isPicture(object) || !needsCleaning(object, file, *memory))
             continue;
-        QPDFObjectHandle dictionary = object.getDict();
+        const Coding coding = codingOf(object.getDict());
         object.replaceStreamData(std::make_shared<CleanPicture>(object, file, memory),
-                                 dictionary.getKey("/Filter"),
-                                 dictionary.getKey("/DecodeParms"));
+                                 coding.filters.back(),
+                                 coding.parameters.back());
     }
 }
 

@@ -139,7 +139,9 @@ void removeCopies(const fs::path& folder)
 }
 
 // A window is opened, every second time its files are cleaned, and it is closed.
-bool useOnce(AppDelegate& delegate, const DefaultsStore& store, const std::vector<FileURL>& files,
+bool useOnce(AppDelegate& delegate,
+             const DefaultsStore& store,
+             const std::vector<FileURL>& files,
              bool cleans)
 {
     delegate.checkURLs(files);
@@ -149,9 +151,8 @@ bool useOnce(AppDelegate& delegate, const DefaultsStore& store, const std::vecto
     if (cleans) {
         const auto before = store.integer(QStringLiteral("totalCleaned"));
         window->cleanNow();
-        if (!QTest::qWaitFor(
-                [&] { return store.integer(QStringLiteral("totalCleaned")) > before; },
-                patienceMs))
+        if (!QTest::qWaitFor([&] { return store.integer(QStringLiteral("totalCleaned")) > before; },
+                             patienceMs))
             return false;
         for (auto* sheet : window->findChildren<QMessageBox*>())
             sheet->close();
@@ -166,6 +167,13 @@ int numberOf(const QStringList& words, int place, int usual)
 }
 
 } // namespace
+
+// What the library of fonts keeps until the end. Read by LeakSanitizer alone.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions()
+{
+    return "leak:libfontconfig\n";
+}
 
 int main(int argc, char** argv)
 {
@@ -229,5 +237,6 @@ int main(int argc, char** argv)
                 left,
                 watchdog.longestMs,
                 watchdog.longestUsedMs);
+    std::fflush(stdout);
     return grown < 8 * 1024 && left == 0 && watchdog.longestUsedMs <= 50 ? 0 : 1;
 }

@@ -4,6 +4,7 @@
 
 #include <QApplication>
 #include <QDBusMessage>
+#include <QDBusVariant>
 #include <QProcess>
 #include <QTest>
 

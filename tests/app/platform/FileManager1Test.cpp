@@ -37,8 +37,8 @@ public slots:
     }
 
 private:
-    QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                                        QStringLiteral("manager"));
+    QDBusConnection bus =
+        QDBusConnection::connectToBus(QDBusConnection::SessionBus, QStringLiteral("manager"));
 };
 
 namespace {

@@ -19,8 +19,7 @@ using tests::comesTrue;
 Forwarding forwardFromElsewhere(const StartRequest& request)
 {
     auto outcome = Forwarding::unanswered;
-    const std::unique_ptr<QThread> elsewhere(
-        QThread::create([&] { outcome = forward(request); }));
+    const std::unique_ptr<QThread> elsewhere(QThread::create([&] { outcome = forward(request); }));
     elsewhere->start();
     EXPECT_TRUE(comesTrue([&] { return elsewhere->isFinished(); }));
     return outcome;

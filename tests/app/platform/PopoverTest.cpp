@@ -27,7 +27,8 @@ TEST(PopoverPlace, isBesideTheIcon)
 
 TEST(PopoverPlace, staysOnTheScreen)
 {
-    for (const QPoint corner : {QPoint(0, 0), QPoint(1919, 0), QPoint(0, 1079), QPoint(1919, 1079)}) {
+    for (const QPoint corner :
+         {QPoint(0, 0), QPoint(1919, 0), QPoint(0, 1079), QPoint(1919, 1079)}) {
         const auto place = popoverPlace(size, {corner, QSize(1, 1)}, screen);
         EXPECT_TRUE(screen.contains(place)) << corner.x() << "," << corner.y();
     }

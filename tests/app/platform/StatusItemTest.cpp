@@ -12,7 +12,6 @@
 namespace nullprint::app {
 namespace {
 
-using namespace std::chrono_literals;
 using tests::comesTrue;
 using tests::FakeTray;
 using tests::letPass;
@@ -31,7 +30,7 @@ TEST(StatusItem, isShownByAHostThatIsThere)
     item.setIcon(QStringLiteral("some-symbolic"), redIcon());
     item.setToolTip(QStringLiteral("What it is"));
     const QSignalSpy missing(&item, &StatusItem::trayMissing);
-    item.show(50ms);
+    item.show(StatusItem::Start::byUser);
     ASSERT_TRUE(comesTrue([&] { return tray.items().size() == 1; }));
     ASSERT_TRUE(comesTrue([&] { return item.isInTray(); }));
     EXPECT_EQ(tray.property("Id").toString(), QStringLiteral("org.nullprint.Nullprint"));
@@ -50,7 +49,7 @@ TEST(StatusItem, sendsPicturesInNetworkByteOrder)
     FakeTray tray;
     StatusItem item;
     item.setIcon({}, redIcon());
-    item.show(50ms);
+    item.show(StatusItem::Start::byUser);
     ASSERT_TRUE(comesTrue([&] { return !tray.items().isEmpty(); }));
     const auto pictures = tray.pictures();
     ASSERT_FALSE(pictures.isEmpty());
@@ -64,7 +63,7 @@ TEST(StatusItem, opensWithEveryButton)
 {
     FakeTray tray;
     StatusItem item;
-    item.show(50ms);
+    item.show(StatusItem::Start::byUser);
     ASSERT_TRUE(comesTrue([&] { return !tray.items().isEmpty(); }));
     const QSignalSpy activated(&item, &StatusItem::activated);
     int expected = 0;
@@ -80,7 +79,7 @@ TEST(StatusItem, findsTraysThatComeLateAndComeBack)
 {
     StatusItem item;
     const QSignalSpy missing(&item, &StatusItem::trayMissing);
-    item.show(50ms);
+    item.show(StatusItem::Start::byUser);
     ASSERT_TRUE(comesTrue([&] { return missing.count() == 1; }));
     EXPECT_FALSE(item.isInTray());
     {
@@ -100,17 +99,29 @@ TEST(StatusItem, findsTraysThatComeLateAndComeBack)
     EXPECT_EQ(missing.count(), 1); // Told once.
 }
 
+TEST(StatusItem, waitsForTraysThatStartWithTheSession)
+{
+    StatusItem item;
+    const QSignalSpy missing(&item, &StatusItem::trayMissing);
+    item.show(StatusItem::Start::withSession);
+    letPass(500);
+    EXPECT_EQ(missing.count(), 0);
+    const FakeTray late;
+    ASSERT_TRUE(comesTrue([&] { return item.isInTray(); }));
+    letPass(3'200);
+    EXPECT_EQ(missing.count(), 0);
+}
+
 TEST(StatusItem, tellsHostsOfChanges)
 {
     FakeTray tray;
     StatusItem item;
-    item.show(50ms);
+    item.show(StatusItem::Start::byUser);
     ASSERT_TRUE(comesTrue([&] { return !tray.items().isEmpty(); }));
     item.setToolTip(QStringLiteral("Working"));
     item.setIcon({}, redIcon());
-    ASSERT_TRUE(comesTrue([&] {
-        return tray.signalCount("NewToolTip") == 1 && tray.signalCount("NewIcon") == 1;
-    }));
+    ASSERT_TRUE(comesTrue(
+        [&] { return tray.signalCount("NewToolTip") == 1 && tray.signalCount("NewIcon") == 1; }));
     item.setToolTip(QStringLiteral("Working")); // No change.
     item.hide();
     ASSERT_TRUE(comesTrue([&] { return tray.signalCount("NewStatus") == 1; }));
@@ -122,7 +133,7 @@ TEST(StatusItem, isQuietWithoutABus)
 {
     StatusItem item(QDBusConnection(QStringLiteral("no such connection")));
     const QSignalSpy missing(&item, &StatusItem::trayMissing);
-    item.show(10ms);
+    item.show(StatusItem::Start::byUser);
     EXPECT_TRUE(comesTrue([&] { return missing.count() == 1; }));
 }
 
