@@ -1,8 +1,13 @@
-// The picture library by itself: reading and cleaning the files named on the command line, from
-// memory into nothing, so that neither starting nor writing is in the numbers.
+// The engine by itself, on the files named on the command line. Of pictures, reading and cleaning
+// from memory into nothing, so that neither starting nor writing is in the numbers; of any file,
+// the two front doors.
 #include "engine/image/ImageSource.h"
+#include "engine/reveal/RevealReport.h"
+#include "engine/scrub/FileTypes.h"
+#include "engine/scrub/ScrubReport.h"
 
 #include <benchmark/benchmark.h>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -59,17 +64,51 @@ void readProperties(benchmark::State& state, const std::string& path)
     }
 }
 
+void reveal(benchmark::State& state, const FileURL& url)
+{
+    for (auto round : state) {
+        static_cast<void>(round);
+        if (revealFile(url).note)
+            state.SkipWithError("cannot be inspected");
+    }
+}
+
+// Removing the copy is not in the time.
+void scrub(benchmark::State& state, const FileURL& url)
+{
+    for (auto round : state) {
+        static_cast<void>(round);
+        const ScrubReport report = scrubFile(url);
+        const auto* cleaned = std::get_if<Cleaned>(&report.status);
+        if (cleaned == nullptr) {
+            state.SkipWithError("cannot be cleaned");
+            break;
+        }
+        state.PauseTiming();
+        std::remove(cleaned->output.path().c_str());
+        state.ResumeTiming();
+    }
+}
+
+void registerAll(const std::string& path)
+{
+    const FileURL url = FileURL::fromPath(path);
+    const std::string name = url.lastPathComponent();
+    if (fileTypeOf(url).kind == FileKind::image) {
+        benchmark::RegisterBenchmark(("library/clean/" + name).c_str(), clean, path);
+        benchmark::RegisterBenchmark(("library/read/" + name).c_str(), readProperties, path);
+    }
+    benchmark::RegisterBenchmark(("scrubFile/" + name).c_str(), scrub, url);
+    benchmark::RegisterBenchmark(("revealFile/" + name).c_str(), reveal, url);
+}
+
 } // namespace
 } // namespace nullprint
 
 int main(int count, char** arguments)
 {
     benchmark::Initialize(&count, arguments);
-    for (int index = 1; index < count; ++index) {
-        const std::string path = arguments[index];
-        const std::string name = path.substr(path.rfind('/') + 1);
-        benchmark::RegisterBenchmark(("clean/" + name).c_str(), nullprint::clean, path);
-        benchmark::RegisterBenchmark(("read/" + name).c_str(), nullprint::readProperties, path);
-    }
+    for (int index = 1; index < count; ++index)
+        nullprint::registerAll(arguments[index]);
     benchmark::RunSpecifiedBenchmarks();
 }

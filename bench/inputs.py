@@ -2,6 +2,7 @@
 
 import os
 import random
+import shutil
 import struct
 import subprocess
 import zipfile
@@ -9,6 +10,7 @@ import zlib
 
 SEED = 20
 MEGABYTE = 1_000_000
+LARGE = 200 * MEGABYTE
 # No XMP: a search for it that finds it early would look fast.
 TAGS = (
     "-Make=ACME",
@@ -45,8 +47,33 @@ def _from_noise(path, width, height, *options):
 
 
 def _tiff(path, size):
+    if size > LARGE:
+        return _large_tiff(path, size)
     width = 4000
     _from_noise(path, width, size // (3 * width), "-compress", "none")
+    _tag(path)
+
+
+def _large_tiff(path, size):
+    """Strips of 64 rows behind the one directory."""
+    width, rows = 4000, 64
+    strip = width * rows * 3
+    count = size // strip
+    fields = (
+        (256, 4, 1, width), (257, 4, 1, rows * count), (258, 3, 1, 8), (259, 3, 1, 1),
+        (262, 3, 1, 2), (273, 4, count, 200), (277, 3, 1, 3), (278, 4, 1, rows),
+        (279, 4, count, 200 + 4 * count),
+    )
+    head = struct.pack("<2sHIH", b"II", 42, 8, len(fields))
+    head += b"".join(struct.pack("<HHII", *field) for field in fields)
+    first = 200 + 8 * count
+    with open(path, "wb") as file:
+        file.write(head.ljust(200, b"\0"))
+        file.write(struct.pack(f"<{count}I", *(first + strip * number for number in range(count))))
+        file.write(struct.pack(f"<{count}I", *[strip] * count))
+        maker = random.Random(SEED)
+        for _ in range(count):
+            file.write(maker.randbytes(strip))
     _tag(path)
 
 
@@ -58,9 +85,26 @@ def _png(path, size):
 
 def _jpeg(path, size):
     """Noise at this quality takes about 2.87 bytes a point."""
+    if size > LARGE:
+        return _large_jpeg(path, size)
     width = 4000
     options = ("-sampling-factor", "1x1", "-quality", "100")
     _from_noise(path, width, int(size / (2.87 * width)), *options)
+    _tag(path)
+
+
+def _large_jpeg(path, size):
+    """ImageMagick would want all points in memory."""
+    raw = path + ".ppm"
+    width = 8000
+    height = int(size / (2.87 * width))
+    with open(raw, "wb") as file:
+        file.write(b"P6 %d %d 255\n" % (width, height))
+        maker = random.Random(SEED)
+        for _ in range(height):
+            file.write(maker.randbytes(3 * width))
+    _run("cjpeg", "-quality", "100", "-sample", "1x1", "-outfile", path, raw)
+    os.remove(raw)
     _tag(path)
 
 
@@ -132,6 +176,19 @@ def photos(folder, count, megabytes):
         if not os.path.exists(path):
             _run("cp", first, path)
     return paths
+
+
+def small_photos(folder, count):
+    """The folder of as many photos of 100 KB, and their names in it."""
+    first = _small_photo(folder, 100)
+    batch = os.path.join(folder, "many")
+    os.makedirs(batch, exist_ok=True)
+    names = [f"{number:05}.jpg" for number in range(count)]
+    for name in names:
+        path = os.path.join(batch, name)
+        if not os.path.exists(path):
+            shutil.copyfile(first, path)
+    return batch, names
 
 
 def _pdf(path, bodies):

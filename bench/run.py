@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Measures the program against cp and true, and prints the ratios beside their targets."""
+"""Measures the program against what does part of its work, and prints ratios and their targets."""
 
 import argparse
+import csv
 import os
 import subprocess
 import sys
@@ -39,7 +40,9 @@ PACKAGE_ROUNDS = 11
 # What unzips and zips is a shell, like whoever would do it by hand.
 REPACK = 'unzip -q "$1" -d "$2" && cd "$2" && zip -q -r -X ../repacked.zip .'
 PACKAGE_REVEAL_TARGET = 0.8  # Of cp.
-SIZES = (1, 10, 100)
+SIZES = (1, 10, 100, 1000)
+LARGE_ROUNDS = 5  # From 1000 MB on, and of 10,000 files.
+COUNTS = (1, 100, 10_000)
 
 
 class Bench:
@@ -52,7 +55,7 @@ class Bench:
         self.rounds = rounds
         os.makedirs(self.copies, exist_ok=True)
 
-    def time(self, *commands, removed=(), rounds=None):
+    def time(self, *commands, removed=(), rounds=None, folder=None):
         """For each command: median seconds, least seconds, peak bytes."""
         removed_list = os.path.join(self.folder, "removed.txt")
         with open(removed_list, "w") as file:
@@ -61,7 +64,7 @@ class Bench:
         for index, command in enumerate(commands):
             words += [":::"] * (index > 0) + list(command)
         answer = subprocess.run(
-            [self.stopwatch, *words], check=True, capture_output=True, text=True
+            [self.stopwatch, *words], check=True, capture_output=True, text=True, cwd=folder
         ).stdout
         rows = [line.split() for line in answer.splitlines()]
         return [(float(row[0]), float(row[1]), int(row[2]) * 1024) for row in rows]
@@ -97,6 +100,19 @@ def cleaning(bench):
     photos = inputs.photos(bench.folder, PHOTOS, PHOTO_MEGABYTES)
     name = f"{PHOTOS} photos of {PHOTO_MEGABYTES} MB, one call"
     row(name, *bench.against_copying(photos), PHOTOS_TARGET)
+
+
+def revealing(bench):
+    """Against ExifTool, which also starts for each file."""
+    heading("Revealing", f"{'ms':>10}{'exif, ms':>10}{'ratio':>8}{'target':>8}")
+    made = [inputs.picture(bench.folder, e, m) for e, m, _ in CLEANED]
+    for path in (*made, inputs.letter(bench.folder), inputs.scan(bench.folder, 50)):
+        reveal, exiftool = bench.time(
+            [bench.program, "--reveal", path],
+            ["exiftool", path],
+            rounds=min(bench.rounds, PACKAGE_ROUNDS),
+        )
+        row(os.path.basename(path), reveal[0], exiftool[0], None)
 
 
 def documents(bench):
@@ -157,26 +173,64 @@ def sizes(bench, extensions):
             times = bench.time(
                 *([bench.program, option, path] for option in ("--reveal", "--scrub", "--inspect")),
                 removed=[f"{base} (scrubbed){suffix}"],
+                rounds=min(bench.rounds, LARGE_ROUNDS) if megabytes >= 1000 else None,
             )
             cells = "".join(f"{t * 1e3:>12.2f}{peak / 2**20:>7.1f}" for t, _, peak in times)
             print(f"{extension + ', ' + str(megabytes) + ' MB':<42}{cells}", flush=True)
+
+
+def counts(bench):
+    """Photos of 100 KB in one call, per photo: what growing lists would show."""
+    columns = (f"{what:>12}" for what in ("reveal, ms", "clean, ms", "cp, ms", "peak, MiB"))
+    heading("By count, per photo of 100 KB", *columns)
+    for count in COUNTS:
+        folder, names = inputs.small_photos(bench.folder, count)
+        copies = [os.path.join(bench.copies, name) for name in names]
+        times = bench.time(
+            [bench.program, "--reveal", *names],
+            [bench.program, "--scrub", *names],
+            ["cp", *names, bench.copies],
+            removed=[name.replace(".jpg", " (scrubbed).jpg") for name in names] + copies,
+            rounds=min(bench.rounds, LARGE_ROUNDS) if count >= 10_000 else None,
+            folder=folder,
+        )
+        cells = "".join(f"{seconds * 1e3 / count:>12.3f}" for seconds, _, _ in times)
+        peak = max(bytes for _, _, bytes in times[:2]) / 2**20
+        print(f"{count:<42,}{cells}{peak:>12.1f}", flush=True)
+
+
+def within(bench):
+    """The engine without starting a process: the picture library alone, and both front doors."""
+    print("\nIn one process, median of five", flush=True)
+    files = [inputs.picture(bench.folder, e, m) for e, m, _ in CLEANED]
+    files += [inputs.letter(bench.folder), inputs.text(bench.folder, 5000)]
+    command = (bench.in_process, *files, "--benchmark_format=csv", "--benchmark_repetitions=5",
+               "--benchmark_report_aggregates_only=true", "--benchmark_min_time=0.05")
+    lines = subprocess.run(command, check=True, capture_output=True, text=True).stdout.splitlines()
+    for cells in csv.DictReader(lines):
+        if cells["name"].endswith("_median"):
+            name = cells["name"].removesuffix("_median")
+            print(f"{name:<42}{float(cells['real_time']) / 1e6:>10.3f} ms", flush=True)
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--build", default="build", help="where the programs are, optimised")
     parser.add_argument("--rounds", type=int, default=ROUNDS)
-    parser.add_argument("--in-process", action="store_true", help="the picture library alone")
+    parser.add_argument("--in-process", action="store_true", help="only what is measured without starting a process")
     chosen = parser.parse_args()
     bench = Bench(os.path.abspath(chosen.build), chosen.rounds)
     if chosen.in_process:
-        pictures = [inputs.picture(bench.folder, e, m) for e, m, _ in CLEANED]
-        return subprocess.run([bench.in_process, *pictures], check=False).returncode
+        within(bench)
+        return 0
     cleaning(bench)
+    revealing(bench)
     documents(bench)
     packages(bench)
     starting(bench)
     sizes(bench, ("tif", "jpg"))
+    counts(bench)
+    within(bench)
     return 0
 
 

@@ -7,8 +7,6 @@
 namespace nullprint::image {
 namespace {
 
-constexpr std::uint64_t longestSEI = 4096; // Of what is kept, the longest has about 100 bytes.
-
 // ITU-T H.264 and H.265, annex D, which give the two standards' messages one numbering.
 constexpr std::array displayMessages{
     45U,  // Frame packing arrangement
@@ -68,7 +66,7 @@ Result<bool> hasOnlyDisplayMessages(ByteSpan payload)
 
 bool isDisplayPayload(ByteSpan payload)
 {
-    if (payload.size() > longestSEI)
+    if (payload.size() > limits::messageBytes)
         return false;
     const auto only = hasOnlyDisplayMessages(payload);
     return only.ok() && only.value();
@@ -76,7 +74,7 @@ bool isDisplayPayload(ByteSpan payload)
 
 BlockKind kindOfSEI(ByteSource& source, ByteRange unit, std::uint64_t headBytes)
 {
-    if (unit.length <= headBytes || unit.length > longestSEI)
+    if (unit.length <= headBytes || unit.length > limits::messageBytes)
         return BlockKind::text;
     const auto bytes = source.copyOf(unit);
     if (!bytes.ok())

@@ -129,8 +129,7 @@ bool addPart(const std::vector<ByteRange>& whole, ByteRange stretch, std::vector
 // items that are made of each other end soon.
 ItemLocations::Ranges ItemLocations::resolved(const Location& location, unsigned depth)
 {
-    constexpr unsigned deepest = 4; // Items made of items made of items: nobody writes them.
-    if (location.isElsewhere || depth > deepest)
+    if (location.isElsewhere || depth > limits::itemNesting)
         return std::nullopt;
     std::vector<ByteRange> data;
     for (const Extent& extent : location.extents) {

@@ -71,11 +71,11 @@ struct Auxiliary {
 
 Auxiliary readAuxiliary(ByteSource& source, const Box& property)
 {
-    constexpr std::uint64_t longest = 256;
     constexpr std::uint64_t headBytes = 4;
     if (property.content.length < headBytes)
         return {};
-    const std::uint64_t length = std::min(property.content.length - headBytes, longest);
+    const std::uint64_t length =
+        std::min(property.content.length - headBytes, limits::auxiliaryBytes);
     const auto raw = source.copyOf({property.content.offset + headBytes, length});
     if (!raw.ok())
         return {};

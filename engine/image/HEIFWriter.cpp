@@ -110,8 +110,7 @@ Result<OutputPlan> planBrands(ByteSource& source, const HEIFFile& file)
     if (!isIn(keptBrands, major))
         major = major == fourCC("avis") ? fourCC("avif") : fourCC("mif1");
     std::vector<std::uint32_t> compatible;
-    constexpr std::uint64_t most = 256;
-    for (std::uint64_t left = std::min(cursor.remaining() / 4, most); left > 0; --left) {
+    for (std::uint64_t left = std::min(cursor.remaining() / 4, limits::brands); left > 0; --left) {
         const std::uint32_t brand = NP_TRY(cursor.u32());
         if (isIn(keptBrands, brand) && !isIn(compatible, brand))
             compatible.push_back(brand);
@@ -144,7 +143,7 @@ public:
         const OutputPlan after = planAfter();
         const std::uint64_t metaBytes =
             12 + before.size() + 8 + planLocations().size() + after.size();
-        if (metaBytes > largestMeta)
+        if (metaBytes > limits::tableBytes)
             return Error{"tables longer than a box", 0};
         const std::uint64_t mdatHead = hasLongOffsets ? 16 : 8;
         placeMdat(start + metaBytes + mdatHead);
@@ -160,8 +159,6 @@ public:
     }
 
 private:
-    static constexpr std::uint64_t largestMeta = 2 * limits::metadataBytes;
-
     struct Payload {
         const Item* item;
         std::size_t body;
@@ -188,7 +185,7 @@ private:
         }
         std::ranges::stable_sort(inMdat, {}, &Body::origin);
         // Decided by the data alone, so that the copy of a copy has the same layout.
-        hasLongOffsets = mdatBytes > UINT32_MAX - 2 * largestMeta;
+        hasLongOffsets = mdatBytes > UINT32_MAX - 2 * limits::tableBytes;
         return Done{};
     }
 

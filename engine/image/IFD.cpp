@@ -163,7 +163,7 @@ Result<Directory> IFDReader::readDirectory(std::uint64_t offset) const
     ByteCursor cursor = cursorOver({offset, source->size() - offset});
     const std::uint64_t count = isBig() ? NP_TRY(cursor.u64()) : NP_TRY(cursor.u16());
     const std::uint64_t entryBytes = isBig() ? 20 : 12;
-    if (count > cursor.remaining() / entryBytes || count > 65535)
+    if (count > cursor.remaining() / entryBytes || count > limits::directoryFields)
         return cursor.fail("directory longer than its file");
     Directory directory;
     for (std::uint64_t index = 0; index < count; ++index)

@@ -138,7 +138,7 @@ private:
         samples.bitsOfPixel = 0;
         for (std::uint64_t sample = 0; sample < samples.perPixel; ++sample) {
             const std::uint64_t size = sample < bits.size() ? bits[sample] : bits[0];
-            if (size == 0 || size > 128)
+            if (size == 0 || size > limits::sampleBits)
                 return fail("page with an impossible sample size");
             samples.bitsOfPixel += size;
         }

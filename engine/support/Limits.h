@@ -1,4 +1,5 @@
-// Every bound that the program sets on what a file may ask of it, with the reason.
+// Every bound that the program sets on what a file may ask of it, with the reason. A number that a
+// format's own fields set (255 parts that are counted in a byte) stands where the format is read.
 #pragma once
 
 #include <cstddef>
@@ -41,6 +42,13 @@ inline constexpr std::uint64_t listedNumbers = 1024;
 // Directories (pages, sub-images, Exif and GPS) that one TIFF structure may have.
 inline constexpr std::size_t directories = 65536;
 
+// Fields of one directory. BigTIFF counts them in 64 bits, but nobody writes more than the 16 bits
+// of TIFF can count.
+inline constexpr std::size_t directoryFields = 65535;
+
+// Bits of one sample. The widest known are complex numbers of twice 64.
+inline constexpr std::uint64_t sampleBits = 128;
+
 // Separate blocks or strips that a picture may consist of: more than any encoder writes (a 100 MB
 // PNG in 8 KiB chunks has 12,800), few enough that listing them stays small.
 inline constexpr std::size_t blocks = 4UL * 1024 * 1024;
@@ -68,6 +76,21 @@ inline constexpr std::size_t listedTextBytes = 96;
 // What the tables of an HEIF file may list beside its items: extents, references, properties of
 // items. A grid of 65,536 tiles needs about 300,000 entries.
 inline constexpr std::size_t itemLinks = std::size_t{1024} * 1024;
+
+// What the tables of an HEIF file take at the most in a copy, in which offsets may be wider.
+inline constexpr std::uint64_t tableBytes = 2 * metadataBytes;
+
+// Items of HEIF that are parts of items that are parts of items: nobody writes them.
+inline constexpr unsigned itemNesting = 4;
+
+// Brands that one HEIF file is compatible with, and bytes of an auxiliary picture's kind. A file
+// has a handful of the one, and some fifty of the other.
+inline constexpr std::uint64_t brands = 256;
+inline constexpr std::uint64_t auxiliaryBytes = 256;
+
+// The longest supplemental message between coded samples that can be one that is kept. The longest
+// of these has about 100 bytes.
+inline constexpr std::uint64_t messageBytes = 4096;
 
 // How many Exif items of one HEIF file are looked into. A picture has one.
 inline constexpr std::size_t exifItems = 16;
