@@ -15,7 +15,7 @@
 namespace nullprint::app {
 namespace {
 
-constexpr int panelWidth = 380;
+constexpr int panelWidth = 408;
 constexpr int margin = 16;
 constexpr int groupSpacing = 12;
 constexpr int cardPadding = 12;

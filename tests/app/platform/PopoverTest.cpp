@@ -1,5 +1,6 @@
 #include "app/platform/Popover.h"
 
+#include "app/PopoverView.h"
 #include "tests/app/Waiting.h"
 
 #include <QLabel>
@@ -52,6 +53,40 @@ TEST(Popover, hasTheSizeOfItsContent)
     content->setFixedSize(210, 140);
     letPass(0);
     EXPECT_EQ(popover.size(), QSize(210, 140));
+}
+
+testing::AssertionResult showsAllText(const QWidget& window)
+{
+    for (const auto* label : window.findChildren<QLabel*>()) {
+        const int needed = label->wordWrap() ? label->heightForWidth(label->width())
+                                             : label->sizeHint().height();
+        if (label->height() < needed || !window.rect().contains(label->mapTo(&window, QPoint())))
+            return testing::AssertionFailure() << label->text().toStdString() << " has "
+                                               << label->height() << " of " << needed << " pixels";
+    }
+    return testing::AssertionSuccess();
+}
+
+TEST(Popover, showsAllTextWheneverItsNumbersChange)
+{
+    UIModel model;
+    Popover popover(new PopoverView(model, {[] {}, [] {}, [] {}, [](bool) {}}));
+    for (const bool asWindow : {false, true}) {
+        popover.open({}, asWindow);
+        EXPECT_TRUE(showsAllText(popover));
+        popover.close();
+        model.setFilesChecked(std::numeric_limits<qint64>::max());
+        model.setFilesCleaned(std::numeric_limits<qint64>::max() - 1);
+        model.setLastCleanText(QStringLiteral("2026-03-02 09:05"));
+        popover.open({}, asWindow);
+        EXPECT_TRUE(showsAllText(popover));
+        model.setFilesCleaned(5);
+        model.setFilesChecked(12);
+        letPass(0);
+        EXPECT_TRUE(showsAllText(popover));
+        popover.close();
+        model.setLastCleanText(QStringLiteral("never"));
+    }
 }
 
 TEST(Popover, tellsTheClickThatClosedIt)

@@ -4,6 +4,7 @@
 #include "app/Palette.h"
 #include "app/PopoverView.h"
 #include "app/RevealWindow.h"
+#include "app/platform/Popover.h"
 
 #include <QApplication>
 #include <QDragEnterEvent>
@@ -42,16 +43,16 @@ std::vector<RevealReport> sampleReports()
     return {
         {FileURL::fromPath("/p/Balcony in June.heic"),
          "Photo",
-         {{"📍", "Location", "52.52000, 13.40500 (exact GPS position)"},
+         {{"📍", "Location", "GPS 52.52000, 13.40500 — where the photo was taken"},
           {"📷", "Camera / device", "Phone 12"},
-          {"📅", "Date taken", "2026:06:14 18:32:07"},
-          {"🧩", "Software", "17.4.1"}},
+          {"🕒", "Date taken", "2026:06:14 18:32:07"},
+          {"🛠", "Edited with", "Darkroom 7.1"}},
          std::nullopt},
         {FileURL::fromPath("/p/Offer (final).docx"),
          "Word document",
          {{"👤", "Author", "Maria Weber"},
           {"✏️", "Last edited by", "J. Novak"},
-          {"💬", "Comment authors", "Maria Weber, Legal"}},
+          {"💬", "Other editors (comments / tracked changes)", "Legal, Maria Weber"}},
          std::nullopt},
         {FileURL::fromPath("/p/scan.png"), "Image", {}, std::nullopt},
         {FileURL::fromPath("/p/notes.txt"),
@@ -64,15 +65,15 @@ std::vector<RevealReport> sampleReports()
 void writePanel(const Folder& folder)
 {
     UIModel model;
-    PopoverView panel(model, {[] {}, [] {}, [] {}, [](bool) {}});
-    panel.show();
+    Popover panel(new PopoverView(model, {[] {}, [] {}, [] {}, [](bool) {}}));
+    panel.open({}, false);
     folder.save(panel, QStringLiteral("panel-new"));
+    panel.close();
     model.setFilesChecked(12);
     model.setFilesCleaned(5);
     model.setLastCleanText(QStringLiteral("2026-03-02 09:05"));
     model.setLoginOn(true);
-    panel.hide();
-    panel.show();
+    panel.open({}, false);
     QEventLoop wait;
     QTimer::singleShot(300, &wait, &QEventLoop::quit);
     wait.exec();
