@@ -53,7 +53,7 @@ def run_inside():
         services = pathlib.Path(environment["XDG_DATA_HOME"], "dbus-1", "services")
         services.mkdir(parents=True)
         (services / f"{NAME}.service").write_text(
-            f"[D-BUS Service]\nName={NAME}\nExec={PROGRAM} --login-item\n")
+            f"[D-BUS Service]\nName={NAME}\nExec='{PROGRAM}' --login-item\n")
         run = subprocess.run(["dbus-run-session", "--", python_with_bindings(), "-B", *sys.argv],
                              env=environment, check=False)
         # Whatever the bus started ends with it, a moment later.
