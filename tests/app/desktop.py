@@ -44,6 +44,7 @@ def run_inside():
         # Nothing of the session that the tests are started in, only its PATH and our own words.
         environment = {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "HOME": folder,
                        "NULLPRINT_PATIENCE": str(PATIENCE),
+                       "NULLPRINT_PICTURES": os.environ.get("NULLPRINT_PICTURES", ""),
                        "NULLPRINT": str(PROGRAM), INSIDE: folder}
         for name in ("CONFIG_HOME", "DATA_HOME", "STATE_HOME", "CACHE_HOME", "RUNTIME_DIR"):
             path = pathlib.Path(folder, name.lower())
