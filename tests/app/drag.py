@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Files are dragged out of Thunar, by the mouse, onto the drop window of the program of NULLPRINT.
 
-Slow, and no part of ./check: its packages are the group `drag` of packages.txt. PICTURES, if it is
+Slow, and no part of ./check: its packages are the group `hands` of packages.txt. PICTURES, if it is
 set, is a folder that gets pictures of the screen.
 """
 import os
