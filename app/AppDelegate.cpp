@@ -11,7 +11,6 @@
 #include "app/PopoverView.h"
 #include "app/RevealWindow.h"
 #include "app/ServiceNotice.h"
-#include "app/StatusIcon.h"
 #include "app/platform/Popover.h"
 #include "app/platform/StatusItem.h"
 #include "cli/AppLog.h"
@@ -93,7 +92,7 @@ void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
 void AppDelegate::buildStatusItem()
 {
     StatusItem& item = desktop.statusItem;
-    item.setIcon(statusIconName(), statusIcon());
+    item.setIcon(statusIconName(), idleIcon);
     item.setToolTip(QString::fromUtf8(toolTip));
     connect(&item, &StatusItem::activated, this, &AppDelegate::togglePopover);
     connect(&item, &StatusItem::trayMissing, this, [this] {
@@ -324,9 +323,9 @@ void AppDelegate::addBusyFiles(qint64 count)
                                  .arg(busyFiles == 1 ? QString() : QStringLiteral("s"))
                            : QString::fromUtf8(toolTip));
     if (isBusy && !wasBusy)
-        item.setIcon({}, busyStatusIcon());
+        item.setIcon({}, busyIcon);
     else if (wasBusy && !isBusy)
-        item.setIcon(statusIconName(), statusIcon());
+        item.setIcon(statusIconName(), idleIcon);
 }
 
 } // namespace nullprint::app

@@ -5,6 +5,7 @@
 #include "app/EngineThreads.h"
 #include "app/FileWork.h"
 #include "app/ServiceProvider.h"
+#include "app/StatusIcon.h"
 #include "app/UIModel.h"
 #include "app/UsageStats.h"
 
@@ -99,6 +100,9 @@ private:
     void addBusyFiles(qint64 count);
 
     Surroundings desktop;
+    // Drawn once: drawing takes milliseconds, and Qt keeps what was drawn.
+    const QIcon idleIcon = statusIcon();
+    const QIcon busyIcon = busyStatusIcon();
     UIModel model;
     UsageStats stats;
     ServiceProvider serviceProvider;

@@ -9,6 +9,7 @@
 #include "app/platform/FileManager1.h"
 #include "app/platform/Instance.h"
 #include "app/platform/MenuFiles.h"
+#include "app/platform/PanelAccess.h"
 #include "app/platform/Program.h"
 #include "app/platform/StatusItem.h"
 #include "app/platform/Termination.h"
@@ -95,6 +96,7 @@ void connectRequests(Instance& instance, AppDelegate& delegate)
 
 int runFirst(const StartRequest& request, char* name)
 {
+    showPopoversToAssistiveTechnology();
     Application application(name);
     const ColorScheme colorScheme;
     auto standard = DefaultsStore::standard();

@@ -1,5 +1,6 @@
 #include "app/platform/Popover.h"
 
+#include <QAccessible>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QScreen>
@@ -118,8 +119,26 @@ bool Popover::event(QEvent* event)
     return QWidget::event(event);
 }
 
+void Popover::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    tellOfBeingActive();
+}
+
+// Of other windows the focus tells, which a popup takes from nobody.
+void Popover::tellOfBeingActive()
+{
+    if (windowType() != Qt::Popup)
+        return;
+    QAccessible::State changed;
+    changed.active = true;
+    QAccessibleStateChangeEvent event(this, changed);
+    QAccessible::updateAccessibility(&event);
+}
+
 void Popover::hideEvent(QHideEvent* event)
 {
+    tellOfBeingActive();
     if (closesItself && isTransient())
         sinceClosedByClick.start();
     QWidget::hideEvent(event);

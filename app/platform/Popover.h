@@ -30,6 +30,7 @@ public:
 
 protected:
     bool event(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
@@ -37,6 +38,7 @@ private:
     bool isTransient() const;
     void setKind(bool asWindow);
     void placeAt(const std::optional<QRect>& anchor);
+    void tellOfBeingActive();
 
     QElapsedTimer sinceClosedByClick;
     bool closesItself = true;

@@ -44,6 +44,7 @@ def run_inside():
         # Nothing of the session that the tests are started in, only its PATH and our own words.
         environment = {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "HOME": folder,
                        "NULLPRINT_PATIENCE": str(PATIENCE),
+                       "NULLPRINT_PICTURES": os.environ.get("NULLPRINT_PICTURES", ""),
                        "NULLPRINT": str(PROGRAM), INSIDE: folder}
         for name in ("CONFIG_HOME", "DATA_HOME", "STATE_HOME", "CACHE_HOME", "RUNTIME_DIR"):
             path = pathlib.Path(folder, name.lower())
@@ -53,7 +54,7 @@ def run_inside():
         services = pathlib.Path(environment["XDG_DATA_HOME"], "dbus-1", "services")
         services.mkdir(parents=True)
         (services / f"{NAME}.service").write_text(
-            f"[D-BUS Service]\nName={NAME}\nExec={PROGRAM} --login-item\n")
+            f"[D-BUS Service]\nName={NAME}\nExec='{PROGRAM}' --login-item\n")
         run = subprocess.run(["dbus-run-session", "--", python_with_bindings(), "-B", *sys.argv],
                              env=environment, check=False)
         # Whatever the bus started ends with it, a moment later.
@@ -81,19 +82,23 @@ class Desktop:
         self.tray = tray
         self.processes = []
 
-    def __enter__(self):
+    def begin(self):
+        """Folders that nobody has used yet, and words for what is started."""
         for name in ("config_home", "state_home"):
             shutil.rmtree(self.root / name, ignore_errors=True)
             (self.root / name).mkdir(mode=0o700)
         self.files = pathlib.Path(tempfile.mkdtemp(prefix="files-", dir=self.root))
+        os.environ["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
+        os.environ["QT_LOGGING_RULES"] = "qt.accessibility.*=false"  # Looked at while it goes.
+
+    def __enter__(self):
+        self.begin()
         read, write = os.pipe()
         self.start("Xvfb", "-displayfd", str(write), "-screen", "0", "1280x800x24",
                    "-nolisten", "tcp", "-noreset", pass_fds=[write])
         os.close(write)
         with os.fdopen(read) as pipe:
             os.environ["DISPLAY"] = ":" + pipe.readline().strip()
-        os.environ["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
-        os.environ["QT_LOGGING_RULES"] = "qt.accessibility.*=false"  # Looked at while it goes.
         self.start("openbox", "--sm-disable")
         wait_for(lambda: "supporting WM" in self.shell("xprop -root _NET_SUPPORTING_WM_CHECK") or
                  "window id" in self.shell("xprop -root _NET_SUPPORTING_WM_CHECK"), "openbox")
@@ -206,7 +211,7 @@ class Desktop:
         self.click(*self.icon())
 
     def panel(self):
-        """Where the panel is: x, y, width, height. Assistive technology is not told of popups."""
+        """Where the panel is: x, y, width, height."""
         for line in self.shell("xwininfo -root -tree").splitlines():
             place = re.search(r'"Nullprint".* (\d+)x(\d+)\+-?\d+\+-?\d+ +\+(\d+)\+(\d+)$', line)
             if place and int(place[1]) > 200:
@@ -267,8 +272,11 @@ class Widgets:
         except Exception:  # The widget went while it was looked at.
             return
 
+    def has(self, node, state):
+        return node.get_state_set().contains(getattr(self.atspi.StateType, state))
+
     def shown(self, node):
-        return node.get_state_set().contains(self.atspi.StateType.SHOWING)
+        return self.has(node, "SHOWING")
 
     def look(self, role, name):
         for node in self.all():
@@ -284,7 +292,7 @@ class Widgets:
         return wait_for(lambda: self.look(role, name), f"{role} {name!r}")
 
     def is_enabled(self, node):
-        return node.get_state_set().contains(self.atspi.StateType.ENABLED)
+        return self.has(node, "ENABLED")
 
     def press(self, name, role="push button"):
         button = self.find(role, name)

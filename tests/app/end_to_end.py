@@ -110,6 +110,27 @@ class FromTheTray(OnADesktop):
             self.assertIsNone(self.desktop.panel())
         self.assertEqual(self.desktop.defaults()["ctPanelOpens"], 3)
 
+    def test_shows_the_panel_to_assistive_technology(self):
+        self.launch()
+        self.desktop.click_icon()
+        panel = self.widgets.find("frame", "Nullprint")
+        self.assertIsNotNone(self.desktop.panel())
+        self.assertTrue(self.widgets.has(panel, "ACTIVE"))
+        self.assertEqual(panel.get_parent(), self.widgets.application())
+        self.widgets.find("label", "See what your files reveal")
+        for role, name in (("push button", "Check Files…"), ("push button", "Open Drop Window…"),
+                           ("check box", "Open at Login"), ("push button", "Quit Nullprint")):
+            widget = self.widgets.find(role, name)
+            self.desktop.key("Tab")
+            wait_for(lambda widget=widget: self.widgets.has(widget, "FOCUSED"),
+                     f"the focus on {name!r}")
+        self.desktop.key("Escape")
+        self.widgets.gone("frame", "Nullprint")
+        self.desktop.click_icon()
+        self.widgets.find("frame", "Nullprint")
+        self.widgets.press("Quit Nullprint")
+        self.assertEqual(self.application.wait(PATIENCE), 0)
+
     def test_opens_at_login_until_told_otherwise(self):
         autostart = self.desktop.root / "config_home" / "autostart" / f"{NAME}.desktop"
         self.launch()
