@@ -3,6 +3,7 @@
 #include "app/Fonts.h"
 #include "app/PushButton.h"
 
+#include <QApplication>
 #include <QGridLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -55,6 +56,13 @@ void showInformation(QMessageBox& alert, const QString& information)
         makeScrollable(*layout, *label);
 }
 
+// The one of all windows: what is drawn from an icon of the alert's own would stay in Qt's cache.
+QIcon sharedIcon()
+{
+    const auto icon = QApplication::windowIcon();
+    return icon.isNull() ? applicationIcon() : icon;
+}
+
 } // namespace
 
 QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& information)
@@ -63,7 +71,7 @@ QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& in
     alert->setAttribute(Qt::WA_DeleteOnClose);
     alert->setWindowTitle(QStringLiteral("Nullprint"));
     alert->setIconPixmap(
-        applicationIcon().pixmap(QSize(iconSide, iconSide), alert->devicePixelRatioF()));
+        sharedIcon().pixmap(QSize(iconSide, iconSide), alert->devicePixelRatioF()));
     alert->setTextFormat(Qt::PlainText);
     alert->setText(message);
     auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));

@@ -4,6 +4,7 @@
 #include "app/Arguments.h"
 #include "app/Heartbeat.h"
 #include "app/Identity.h"
+#include "app/Symbols.h"
 #include "app/platform/AutostartFile.h"
 #include "app/platform/ColorScheme.h"
 #include "app/platform/FileManager1.h"
@@ -48,6 +49,7 @@ public:
         qInstallMessageHandler(usual);
         QApplication::setQuitOnLastWindowClosed(false);
         QGuiApplication::setDesktopFileName(QString::fromLatin1(applicationID));
+        QApplication::setWindowIcon(applicationIcon());
     }
 
     int run() { return QApplication::exec(); }

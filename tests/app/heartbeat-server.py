@@ -11,6 +11,7 @@ import time
 from urllib.parse import urlsplit
 
 STATUSES = {str(status) for status in (200, 204, 300, 302, 304, 399, 400, 404, 500)}
+held = threading.Lock()
 
 
 def tell(*words):
@@ -73,7 +74,9 @@ class Handler(http.server.BaseHTTPRequestHandler):
             for _ in range(64):
                 self.wfile.write(bytes(1024 * 1024))
         elif what == "hold":
-            sys.stdin.readline()
+            # One after the other: what came with a line that one reads is lost to another that waits.
+            with held:
+                sys.stdin.readline()
             self.answer(200)
 
 
@@ -100,7 +103,9 @@ with tempfile.TemporaryDirectory() as folder:
     plain = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
     plain.scheme = "http"
     secure = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    secure.socket = context.wrap_socket(secure.socket, server_side=True)
+    # The handshake is the handler's, else a client that only connects keeps all others waiting.
+    secure.socket = context.wrap_socket(secure.socket, server_side=True,
+                                        do_handshake_on_connect=False)
     secure.scheme = "https"
     plain.plain_port = secure.plain_port = plain.server_address[1]
     serve(plain)
