@@ -11,6 +11,7 @@
 #include "app/PopoverView.h"
 #include "app/RevealWindow.h"
 #include "app/ServiceNotice.h"
+#include "app/WindowPlace.h"
 #include "app/platform/Popover.h"
 #include "app/platform/StatusItem.h"
 #include "cli/AppLog.h"
@@ -32,13 +33,6 @@ void makePrivateFolder(const std::filesystem::path& folder)
     std::error_code ignored;
     std::filesystem::create_directories(folder.parent_path(), ignored);
     ::mkdir(folder.c_str(), S_IRWXU);
-}
-
-void bringToFront(QWidget& window)
-{
-    window.show();
-    window.raise();
-    window.activateWindow();
 }
 
 std::vector<FileURL> urlsOf(const QStringList& paths)
