@@ -435,6 +435,17 @@ TEST(TIFF, directoriesWithoutAPictureAreNoPages)
     EXPECT_FALSE(ImageSource::open(source).ok());
 }
 
+TEST(TIFF, stripsWithoutAPicturesSizeAreRefused)
+{
+    TIFFBuilder tiff;
+    describe(tiff, {{tiff.data(samples)}, {64}});
+    tiff.page();
+    tiff.shorts(259, {6}).longs(273, {tiff.data(samples)}).longs(279, {64});
+    tiff.page();
+    EXPECT_EQ(frameCount(tiff.file), 1U);
+    EXPECT_EQ(refusal(tiff.file), "strips or tiles of no known size");
+}
+
 TEST(TIFF, previewsOfAPictureInASubDirectoryAreRefused)
 {
     TIFFBuilder tiff;
