@@ -1,7 +1,7 @@
 #include "fuzz/Properties.h"
 
-#include "engine/image/XMP.h"
 #include "fuzz/Require.h"
+#include "fuzz/Samples.h"
 #include "fuzz/StrictSource.h"
 
 #include <algorithm>
@@ -13,14 +13,6 @@ using namespace nullprint::image;
 
 // Of how many frames of a copy the properties are looked at.
 constexpr std::uint32_t lookedAt = 8;
-
-// What a decoder makes a picture of, samples first. Other blocks that are kept may be written anew.
-constexpr std::array decodedKinds{BlockKind::pixels,
-                                  BlockKind::codingTables,
-                                  BlockKind::palette,
-                                  BlockKind::transparency,
-                                  BlockKind::colourTransform,
-                                  BlockKind::colourProfile};
 
 void checkBlocks(const Blocks& blocks, std::uint64_t size)
 {
@@ -41,27 +33,6 @@ void checkNothingRevealed(const Properties& properties)
     for (const auto tag :
          {tag::make, tag::model, tag::software, tag::dateTime, tag::artist, tag::copyright})
         require(!properties.text(Group::tiff, tag), "a copy has no fields about its origin");
-}
-
-// All blocks of a kind, laid end to end.
-Bytes bytesOf(BlockKind kind, const Blocks& blocks, ByteSpan file)
-{
-    Bytes bytes;
-    for (const Block& block : blocks) {
-        if (block.kind == kind)
-            append(bytes, file.subspan(block.range.offset, block.range.length));
-    }
-    return bytes;
-}
-
-Blocks mustSplit(ByteSpan picture)
-{
-    StrictSource source(picture);
-    const ImageFormat* format = formatOf(source);
-    require(format != nullptr, "what is cleaned is of some format");
-    auto blocks = format->split(source);
-    require(blocks.ok(), "what is cleaned can be split");
-    return std::move(blocks).value();
 }
 
 // What a viewer would ask of a picture.
@@ -121,31 +92,7 @@ void checkPicture(const ImageFormat& format, ByteSpan bytes)
         return;
     require(blocks.ok(), "what can be cleaned can be split");
     checkCopy(format, *copy, frames);
-    checkKept(bytes, *copy);
-}
-
-void checkKept(ByteSpan original, ByteSpan copy)
-{
-    const Blocks before = mustSplit(original);
-    const Blocks after = mustSplit(copy);
-    MemorySource source(copy);
-    // In a TIFF the values of fields are in another order, and may be shared.
-    const bool hasFields = formatOf(source)->type == ImageType::tiff;
-    for (const BlockKind kind : std::span(decodedKinds).first(hasFields ? 1 : decodedKinds.size()))
-        require(bytesOf(kind, before, original) == bytesOf(kind, after, copy),
-                "a copy has the samples of its original");
-}
-
-bool holdsPacket(ByteSpan picture)
-{
-    Bytes rest(picture.begin(), picture.end());
-    for (const Block& block : mustSplit(picture)) {
-        const bool isDecoded = std::ranges::find(decodedKinds, block.kind) != decodedKinds.end();
-        if (isDecoded)
-            std::ranges::fill(std::span(rest).subspan(block.range.offset, block.range.length), 0);
-    }
-    MemorySource source(rest);
-    return containsAny(source, std::array{xmpElement, xmpBasicNamespace});
+    checkSamples(bytes, *copy);
 }
 
 } // namespace nullprint::fuzz

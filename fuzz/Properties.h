@@ -9,15 +9,8 @@ namespace nullprint::fuzz {
 // Opens, reveals, splits and cleans `bytes` as the library does with a file, and ends the program,
 // saying what is broken, unless: blocks laid end to end are the input; a picture that is cleaned
 // could be split; its copy is as long as planned, of the same type and with the same frames, can be
-// split, keeps what checkKept asks for, reveals nothing, and cleans to itself. Bytes of another
-// format are passed over.
+// split, has its original's samples, reveals nothing, and cleans to itself. Bytes of another format
+// are passed over.
 void checkPicture(const image::ImageFormat& format, ByteSpan bytes);
-
-// Coded samples, and what they are decoded with, are in the copy as they are in the original.
-void checkKept(ByteSpan original, ByteSpan copy);
-
-// Whether a picture holds the mark of an XMP packet anywhere but among coded samples and what they
-// are decoded with, where any text may stand by chance.
-bool holdsPacket(ByteSpan picture);
 
 } // namespace nullprint::fuzz
