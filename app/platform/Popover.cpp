@@ -1,5 +1,7 @@
 #include "app/platform/Popover.h"
 
+#include "app/platform/Platform.h"
+
 #include <QAccessible>
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -14,11 +16,6 @@ namespace {
 // Between the click that closes the panel and its arrival as an activation.
 constexpr qint64 sameClickMs = 250;
 constexpr int gap = 4;
-
-bool isOnWayland()
-{
-    return QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
-}
 
 // Popups of X11 need no place in a task bar; Wayland has them only on top of other windows.
 Qt::WindowFlags windowKind(bool asWindow)

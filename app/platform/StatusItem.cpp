@@ -1,18 +1,14 @@
 #include "app/platform/StatusItem.h"
 
+#include "app/platform/Platform.h"
+
 #include <QCursor>
-#include <QGuiApplication>
 
 namespace nullprint::app {
 namespace {
 
 // How long a tray may take to come, or to come back.
 constexpr std::chrono::milliseconds patience{3'000};
-
-bool isOnX11()
-{
-    return QGuiApplication::platformName() == QStringLiteral("xcb");
-}
 
 } // namespace
 
