@@ -12,14 +12,19 @@ constexpr std::chrono::milliseconds patience{3'000};
 
 } // namespace
 
+QPoint placeOfClick(QPoint told, QPoint pointer, qreal scale)
+{
+    return told.isNull() || !qFuzzyCompare(scale, 1.0) ? pointer : told;
+}
+
 StatusItem::StatusItem(QDBusConnection bus)
     : item(std::move(bus))
 {
     patienceTimer.setSingleShot(true);
     connect(&patienceTimer, &QTimer::timeout, this, &StatusItem::chooseHost);
     connect(&item, &NotifierItem::activated, this, [this](const QPoint& click) {
-        // Hosts without a place for it say (0, 0).
-        activateAt({click.isNull() ? QCursor::pos() : click, QSize(1, 1)});
+        const auto place = placeOfClick(click, QCursor::pos(), qGuiApp->devicePixelRatio());
+        activateAt({place, QSize(1, 1)});
     });
     connect(&item, &NotifierItem::hostChanged, this, &StatusItem::hostChanged);
 }
