@@ -278,6 +278,25 @@ class Panel(OnSway):
             self.expect_no_panel()
         self.finish()
 
+    def test_waits_for_a_pointer_that_passes_other_windows(self):
+        """Each of which has the keyboard meanwhile."""
+        self.begin()
+        self.desktop.call("Open", f"['file://{self.desktop.sample('photo.jpg')}']", "{}")
+        self.expect_in_front(CHECK_TITLE)
+        self.click_icon()
+        self.expect_panel()
+        for step in range(1, 21):
+            self.hands.point(ICON[0] + (WIDTH / 2 - ICON[0]) * step / 20,
+                             ICON[1] + (HEIGHT / 2 - ICON[1]) * step / 20)
+            if step == 5:
+                self.expect_in_front(CHECK_TITLE)
+        self.expect_panel()
+        time.sleep(3)
+        self.expect_panel()
+        self.hands.point(10, HEIGHT - 10)
+        self.expect_no_panel()
+        self.finish()
+
     def test_makes_way_for_what_it_opens(self):
         self.begin()
         self.click_icon()
