@@ -3,6 +3,8 @@
 #pragma once
 
 #include <QElapsedTimer>
+#include <QEvent>
+#include <QTimer>
 #include <QWidget>
 
 #include <optional>
@@ -38,9 +40,12 @@ private:
     bool isTransient() const;
     void setKind(bool asWindow);
     void placeAt(const std::optional<QRect>& anchor);
+    void followFocus(QEvent::Type change);
     void tellOfBeingActive();
 
     QElapsedTimer sinceClosedByClick;
+    QTimer withoutFocus;
+    bool isReached = false; // By the pointer, since it was opened.
     bool closesItself = true;
 };
 

@@ -77,6 +77,8 @@ def wait_for(condition, what):
 class Desktop:
     """`with Desktop() as desktop:` a display with window manager and, if wanted, a tray."""
 
+    screen = "1280x800x24"
+
     def __init__(self, tray=True):
         self.root = pathlib.Path(os.environ[INSIDE])
         self.tray = tray
@@ -94,7 +96,7 @@ class Desktop:
     def __enter__(self):
         self.begin()
         read, write = os.pipe()
-        self.start("Xvfb", "-displayfd", str(write), "-screen", "0", "1280x800x24",
+        self.start("Xvfb", "-displayfd", str(write), "-screen", "0", self.screen,
                    "-nolisten", "tcp", "-noreset", pass_fds=[write])
         os.close(write)
         with os.fdopen(read) as pipe:
