@@ -4,6 +4,7 @@
 #include "app/Palette.h"
 #include "app/ReportView.h"
 #include "engine/reveal/ReportText.h"
+#include "tests/app/Scratch.h"
 #include "tests/app/Widgets.h"
 
 #include <QDir>
@@ -334,6 +335,34 @@ TEST_F(RevealWindow, isSilentWhenTheReportCannotBeSaved)
     EXPECT_TRUE(QDir(folder.path()).isEmpty());
     EXPECT_EQ(sheet(), nullptr);
     EXPECT_TRUE(window->isVisible());
+}
+
+TEST_F(RevealWindow, keepsTheOldReportWhenTheDiskIsFull)
+{
+    const QTemporaryDir folder;
+    open({withFindings("/a.jpg")});
+    const auto file = folder.filePath(QStringLiteral("report.txt"));
+    saveAs(file);
+    const auto before = contentOf(file);
+    ASSERT_TRUE(before.contains("Location"));
+    open({withFindings("/b.jpg")});
+    {
+        const FullDisk full;
+        saveAs(file);
+    }
+    EXPECT_EQ(contentOf(file), before);
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+TEST_F(RevealWindow, leavesNothingOfItsOwnInTheStylesCache)
+{
+    // What the style keeps for a palette is never asked for again once the palette is gone.
+    const auto paletteOfScrollBar = [this] {
+        open({withFindings("/a.jpg")});
+        return view().verticalScrollBar()->palette().cacheKey();
+    };
+    const auto first = paletteOfScrollBar();
+    EXPECT_EQ(paletteOfScrollBar(), first);
 }
 
 TEST_F(RevealWindow, thousandsOfFilesArriveInSlices)
