@@ -173,7 +173,7 @@ void RevealWindowController::showSkipped(const std::vector<std::string>& skipped
 void RevealWindowController::revealCleaned()
 {
     if (!cleanedOutputs.empty())
-        fileManager.select(cleanedOutputs);
+        fileManager.select(cleanedOutputs, [] {});
 }
 
 // The panel is modal without an event loop of its own: the window may go while it is open.
