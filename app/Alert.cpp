@@ -2,11 +2,12 @@
 
 #include "app/Fonts.h"
 #include "app/PushButton.h"
+#include "app/ReadOnlyText.h"
+#include "app/Symbols.h"
 
 #include <QApplication>
 #include <QGridLayout>
 #include <QLabel>
-#include <QPlainTextEdit>
 
 namespace nullprint::app {
 namespace {
@@ -33,11 +34,8 @@ void makeScrollable(QGridLayout& layout, QLabel& label)
     int columns = 0;
     layout.getItemPosition(layout.indexOf(&label), &row, &column, &rows, &columns);
     label.hide();
-    auto* text = new QPlainTextEdit(label.text());
-    text->setReadOnly(true);
-    text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    text->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    text->setTabChangesFocus(true);
+    auto* text = new ReadOnlyText;
+    text->setPlainText(label.text());
     text->setFixedSize(textWidth, textHeight);
     text->setAccessibleName(label.text());
     layout.addWidget(text, row, column, rows, columns);

@@ -1,5 +1,6 @@
 #include "app/PopoverView.h"
 
+#include "app/AccessibleRole.h"
 #include "app/Fonts.h"
 #include "app/Palette.h"
 #include "app/PushButton.h"
@@ -81,6 +82,7 @@ public:
     {
         setFont(systemFont(fontPixels::badge, QFont::Bold));
         setAccessibleName(text);
+        setAccessibleRole(*this, QAccessible::StaticText);
         const auto advance = fontMetrics().horizontalAdvance(text);
         setFixedSize(advance + 10, fontMetrics().height() + 3);
     }

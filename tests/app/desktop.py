@@ -4,6 +4,7 @@ program on it, and hands that click.
 A test that uses it starts itself once more inside of `dbus-run-session`, with folders of its own:
 call `run_inside()` first of all.
 """
+import fcntl
 import os
 import pathlib
 import plistlib
@@ -176,7 +177,11 @@ class Desktop:
 
     def defaults(self):
         path = self.root / "config_home" / "nullprint" / f"{NAME}.plist"
-        return plistlib.loads(path.read_bytes()) if path.exists() else {}
+        if not path.exists():
+            return {}
+        with open(f"{path}.lock", "a") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)  # Held while there is more to write.
+            return plistlib.loads(path.read_bytes())
 
     def log(self):
         path = self.root / "state_home" / "nullprint" / "Nullprint.log"
