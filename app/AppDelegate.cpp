@@ -65,6 +65,7 @@ void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
     makePrivateFolder(desktop.logFolder);
     buildStatusItem();
     buildPopover();
+    connect(qGuiApp, &QGuiApplication::lastWindowClosed, this, &AppDelegate::quitWhenOutOfReach);
     serviceProvider.setDelegate(this);
     enableFinderServicesOnce(desktop.standard,
                              desktop.services,
@@ -133,6 +134,23 @@ void AppDelegate::refreshPanelModel()
     model.setLoginOn(desktop.loginItem.isEnabled());
 }
 
+// A panel that opens is fresh. One that stays open as a window is kept so.
+void AppDelegate::countersChanged()
+{
+    if (popover->isOpenAsWindow())
+        refreshPanelModel();
+}
+
+// Without a tray and without a bus nothing but a window leads to the application.
+void AppDelegate::quitWhenOutOfReach()
+{
+    const auto windows = QApplication::topLevelWidgets();
+    if (busyFiles > 0 || desktop.statusItem.isInTray() || desktop.statusItem.hasBus() ||
+        std::ranges::any_of(windows, &QWidget::isVisible))
+        return;
+    QCoreApplication::exit(0);
+}
+
 void AppDelegate::setLogin(bool on)
 {
     setLoginItem(desktop.loginItem, on);
@@ -149,21 +167,22 @@ void AppDelegate::togglePopover()
 
 void AppDelegate::showPopover()
 {
-    if (!popover->isVisible()) {
+    if (!popover->isVisible())
         desktop.heartbeat.bump(QStringLiteral("ctPanelOpens"));
-        refreshPanelModel();
-    }
+    refreshPanelModel();
     popover->open(desktop.statusItem.place(), !desktop.statusItem.isInTray());
 }
 
 void AppDelegate::checkFiles()
 {
-    popover->performClose();
+    popover->makeWay();
     if (openPanel) {
         bringToFront(*openPanel);
         return;
     }
-    openPanel = new QFileDialog(nullptr, QStringLiteral("Choose files to check for hidden data"));
+    // A panel that stays does not come in front of it.
+    openPanel = new QFileDialog(popover->isOpenAsWindow() ? popover.get() : nullptr,
+                                QStringLiteral("Choose files to check for hidden data"));
     openPanel->setAttribute(Qt::WA_DeleteOnClose);
     openPanel->setFileMode(QFileDialog::ExistingFiles);
     openPanel->setLabelText(QFileDialog::Accept, QStringLiteral("Check"));
@@ -176,7 +195,7 @@ void AppDelegate::checkFiles()
 
 void AppDelegate::openDropWindow()
 {
-    popover->performClose();
+    popover->makeWay();
     if (!dropController)
         dropController = std::make_unique<DropWindowController>(
             [this](const std::vector<FileURL>& urls) { checkURLs(urls); });
@@ -215,6 +234,7 @@ void AppDelegate::checkURLs(const std::vector<FileURL>& urls)
     if (urls.empty())
         return;
     stats.addChecked(std::ssize(urls));
+    countersChanged();
     workOn<std::vector<RevealReport>>(
         urls.size(),
         [urls](const std::stop_token& stop) { return revealAll(urls, stop); },
@@ -266,6 +286,7 @@ void AppDelegate::countCleaned(const CleanResult& result, const char* logEnding)
     if (result.outputs.empty())
         return;
     stats.addCleaned(std::ssize(result.outputs), QDateTime::currentDateTime());
+    countersChanged();
     desktop.log.log("Cleaned " + std::to_string(result.outputs.size()) + logEnding);
 }
 
@@ -274,6 +295,7 @@ void AppDelegate::cleanURLsFromService(const std::vector<FileURL>& urls)
     if (urls.empty())
         return;
     stats.addChecked(std::ssize(urls));
+    countersChanged();
     desktop.heartbeat.bump(QStringLiteral("ctCleans"));
     workOn<CleanResult>(
         urls.size(),
@@ -303,6 +325,7 @@ void AppDelegate::workOn(std::size_t fileCount,
     threads.start<Value>(std::move(work), [this, count, done = std::move(done)](Value value) {
         addBusyFiles(-count);
         done(std::move(value));
+        quitWhenOutOfReach();
     });
 }
 

@@ -85,6 +85,8 @@ private:
     void prepareFirstRun();
     void scheduleHeartbeat();
     void refreshPanelModel();
+    void countersChanged();
+    void quitWhenOutOfReach();
     void setLogin(bool on);
     void checkFiles();
     void openDropWindow();

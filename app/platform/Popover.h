@@ -27,6 +27,9 @@ public:
     // a corner when nobody knows where the icon is.
     void open(const std::optional<QRect>& anchor, bool asWindow);
     void performClose();
+    // For another window to be seen: closes, unless it is a window itself, which stays.
+    void makeWay();
+    bool isOpenAsWindow() const { return isVisible() && !isTransient(); }
 
 protected:
     bool event(QEvent* event) override;
@@ -38,9 +41,11 @@ private:
     bool isTransient() const;
     void setKind(bool asWindow);
     void placeAt(const std::optional<QRect>& anchor);
+    void placeAsWindow();
     void tellOfBeingActive();
 
     QElapsedTimer sinceClosedByClick;
+    std::optional<QPoint> lastPlaceAsWindow;
     bool closesItself = true;
 };
 
