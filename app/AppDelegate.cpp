@@ -51,13 +51,15 @@ AppDelegate::AppDelegate(Surroundings surroundings)
 {
 }
 
-// The file that is worked on is finished, but nothing is left to look at meanwhile.
+// The file that is worked on is finished and counted, but nothing is left to look at meanwhile.
 AppDelegate::~AppDelegate()
 {
+    isEnding = true;
     desktop.statusItem.hide();
     for (QWidget* window : QApplication::topLevelWidgets())
         window->hide();
-    QGuiApplication::sync();
+    QGuiApplication::sync(); // Results that are waiting come with it.
+    threads.finish();
 }
 
 void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
@@ -238,7 +240,10 @@ void AppDelegate::checkURLs(const std::vector<FileURL>& urls)
     workOn<std::vector<RevealReport>>(
         urls.size(),
         [urls](const std::stop_token& stop) { return revealAll(urls, stop); },
-        [this](std::vector<RevealReport> reports) { showRevealWindow(std::move(reports)); });
+        [this](std::vector<RevealReport> reports) {
+            if (!isEnding)
+                showRevealWindow(std::move(reports));
+        });
 }
 
 RevealWindowController* AppDelegate::showRevealWindow(std::vector<RevealReport> reports)
@@ -277,7 +282,7 @@ void AppDelegate::finishRevealClean(const CleanResult& result, RevealWindowContr
     // A window that was closed meanwhile may still be on its way out.
     const bool isOpen = std::ranges::any_of(revealControllers,
                                             [&](const auto& each) { return each.get() == window; });
-    if (isOpen)
+    if (isOpen && !isEnding)
         window->showCleanResult(result.outputs, result.skipped);
 }
 
@@ -306,6 +311,8 @@ void AppDelegate::cleanURLsFromService(const std::vector<FileURL>& urls)
 void AppDelegate::finishServiceClean(const CleanResult& result)
 {
     countCleaned(result, " file(s) via Finder service.");
+    if (isEnding)
+        return;
     desktop.fileManager.select(result.outputs);
     refreshPanelModel();
 
@@ -323,7 +330,8 @@ void AppDelegate::workOn(std::size_t fileCount,
     const auto count = static_cast<qint64>(fileCount);
     addBusyFiles(count);
     threads.start<Value>(std::move(work), [this, count, done = std::move(done)](Value value) {
-        addBusyFiles(-count);
+        if (!isEnding)
+            addBusyFiles(-count);
         done(std::move(value));
         quitWhenOutOfReach();
     });

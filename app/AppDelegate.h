@@ -114,6 +114,7 @@ private:
     QPointer<QFileDialog> openPanel;
     qint64 busyFiles = 0;
     bool showsPanelWithoutTray = false;
+    bool isEnding = false; // Copies are counted, but there is nobody to show anything to.
     EngineThreads threads; // The first to go: what comes back has everything else to come back to.
 };
 

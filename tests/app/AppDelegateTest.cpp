@@ -23,6 +23,7 @@
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QThread>
 
 #include <filesystem>
 #include <fstream>
@@ -663,6 +664,7 @@ TEST_F(AppDelegateTest, leavesNothingHalfDoneWhenItQuits)
         life.delegate.scrubMetadata(files);
         ASSERT_TRUE(comesTrue([&] { return folder.names().size() > 205; }));
     }
+    EXPECT_TRUE(visibleWindows<QWidget>().empty());
     const std::string whole = contentOf(folder.url("0 (scrubbed).jpg").path());
     EXPECT_FALSE(whole.empty());
     std::size_t copies = 0;
@@ -674,6 +676,33 @@ TEST_F(AppDelegateTest, leavesNothingHalfDoneWhenItQuits)
         }
     }
     EXPECT_LT(copies, 200U); // It has not begun what it had not begun.
+    const Life next(folder);
+    EXPECT_EQ(next.stored("totalCleaned"), copies);
+    EXPECT_TRUE(next.standard.date(QStringLiteral("lastClean")));
+    EXPECT_TRUE(next.logText().ends_with("Cleaned " + std::to_string(copies) +
+                                         " file(s) via Finder service.\n"))
+        << next.logText();
+}
+
+TEST_F(AppDelegateTest, countsForTheWindowAlsoWhenItQuits)
+{
+    {
+        Life life(folder);
+        life.launch();
+        life.delegate.checkURLs({photo(), text()});
+        auto* window = theWindow<RevealWindowController>();
+        ASSERT_NE(window, nullptr);
+        press(*window, "Clean Now");
+        // Written, but the window has not been told.
+        while (!std::filesystem::exists(folder.url("harbour (scrubbed).jpg").path()))
+            QThread::msleep(1);
+        life.delegate.checkURLs({photo()}); // Nobody will see what this finds.
+    }
+    EXPECT_TRUE(visibleWindows<QWidget>().empty());
+    const Life next(folder);
+    EXPECT_EQ(next.stored("totalCleaned"), 1);
+    EXPECT_EQ(next.stored("totalChecked"), 3);
+    EXPECT_TRUE(next.logText().ends_with("Cleaned 1 file(s).\n")) << next.logText();
 }
 
 TEST_F(AppDelegateTest, sendsItsHeartbeatSoonAndAgain)

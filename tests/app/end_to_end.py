@@ -288,8 +288,10 @@ class FromElsewhere(OnADesktop):
         self.desktop.call("ActivateAction", "scrubMetadata", f"[<[{uris}]>]", "{}")
         wait_for(lambda: list(self.desktop.files.glob("*(scrubbed)*")), "the first copy")
         self.assertEqual(end(self.application), 0)
-        sizes = {path.stat().st_size for path in self.desktop.files.glob("*(scrubbed).jpg")}
-        self.assertEqual(len(sizes), 1)
+        sizes = [path.stat().st_size for path in self.desktop.files.glob("*(scrubbed).jpg")]
+        self.assertEqual(len(set(sizes)), 1)
+        self.assertEqual(self.desktop.defaults()["totalCleaned"], len(sizes))
+        self.assertIn(f"] Cleaned {len(sizes)} file(s) via Finder service.\n", self.desktop.log())
         self.assertEqual(list(self.desktop.files.glob(".*")), [])
 
 
