@@ -51,13 +51,15 @@ AppDelegate::AppDelegate(Surroundings surroundings)
 {
 }
 
-// The file that is worked on is finished, but nothing is left to look at meanwhile.
+// The file that is worked on is finished and counted, but nothing is left to look at meanwhile.
 AppDelegate::~AppDelegate()
 {
+    isEnding = true;
     desktop.statusItem.hide();
     for (QWidget* window : QApplication::topLevelWidgets())
         window->hide();
-    QGuiApplication::sync();
+    QGuiApplication::sync(); // Results that are waiting come with it.
+    threads.finish();
 }
 
 void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
@@ -65,6 +67,7 @@ void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
     makePrivateFolder(desktop.logFolder);
     buildStatusItem();
     buildPopover();
+    connect(qGuiApp, &QGuiApplication::lastWindowClosed, this, &AppDelegate::quitWhenOutOfReach);
     serviceProvider.setDelegate(this);
     enableFinderServicesOnce(desktop.standard,
                              desktop.services,
@@ -133,6 +136,23 @@ void AppDelegate::refreshPanelModel()
     model.setLoginOn(desktop.loginItem.isEnabled());
 }
 
+// A panel that opens is fresh. One that stays open as a window is kept so.
+void AppDelegate::countersChanged()
+{
+    if (popover->isOpenAsWindow())
+        refreshPanelModel();
+}
+
+// Without a tray and without a bus nothing but a window leads to the application.
+void AppDelegate::quitWhenOutOfReach()
+{
+    const auto windows = QApplication::topLevelWidgets();
+    if (busyFiles > 0 || desktop.statusItem.isInTray() || desktop.statusItem.hasBus() ||
+        std::ranges::any_of(windows, &QWidget::isVisible))
+        return;
+    QCoreApplication::exit(0);
+}
+
 void AppDelegate::setLogin(bool on)
 {
     setLoginItem(desktop.loginItem, on);
@@ -149,21 +169,22 @@ void AppDelegate::togglePopover()
 
 void AppDelegate::showPopover()
 {
-    if (!popover->isVisible()) {
+    if (!popover->isVisible())
         desktop.heartbeat.bump(QStringLiteral("ctPanelOpens"));
-        refreshPanelModel();
-    }
+    refreshPanelModel();
     popover->open(desktop.statusItem.place(), !desktop.statusItem.isInTray());
 }
 
 void AppDelegate::checkFiles()
 {
-    popover->performClose();
+    popover->makeWay();
     if (openPanel) {
         bringToFront(*openPanel);
         return;
     }
-    openPanel = new QFileDialog(nullptr, QStringLiteral("Choose files to check for hidden data"));
+    // A panel that stays does not come in front of it.
+    openPanel = new QFileDialog(popover->isOpenAsWindow() ? popover.get() : nullptr,
+                                QStringLiteral("Choose files to check for hidden data"));
     openPanel->setAttribute(Qt::WA_DeleteOnClose);
     openPanel->setFileMode(QFileDialog::ExistingFiles);
     openPanel->setLabelText(QFileDialog::Accept, QStringLiteral("Check"));
@@ -176,7 +197,7 @@ void AppDelegate::checkFiles()
 
 void AppDelegate::openDropWindow()
 {
-    popover->performClose();
+    popover->makeWay();
     if (!dropController)
         dropController = std::make_unique<DropWindowController>(
             [this](const std::vector<FileURL>& urls) { checkURLs(urls); });
@@ -215,10 +236,14 @@ void AppDelegate::checkURLs(const std::vector<FileURL>& urls)
     if (urls.empty())
         return;
     stats.addChecked(std::ssize(urls));
+    countersChanged();
     workOn<std::vector<RevealReport>>(
         urls.size(),
         [urls](const std::stop_token& stop) { return revealAll(urls, stop); },
-        [this](std::vector<RevealReport> reports) { showRevealWindow(std::move(reports)); });
+        [this](std::vector<RevealReport> reports) {
+            if (!isEnding)
+                showRevealWindow(std::move(reports));
+        });
 }
 
 RevealWindowController* AppDelegate::showRevealWindow(std::vector<RevealReport> reports)
@@ -257,7 +282,7 @@ void AppDelegate::finishRevealClean(const CleanResult& result, RevealWindowContr
     // A window that was closed meanwhile may still be on its way out.
     const bool isOpen = std::ranges::any_of(revealControllers,
                                             [&](const auto& each) { return each.get() == window; });
-    if (isOpen)
+    if (isOpen && !isEnding)
         window->showCleanResult(result.outputs, result.skipped);
 }
 
@@ -266,6 +291,7 @@ void AppDelegate::countCleaned(const CleanResult& result, const char* logEnding)
     if (result.outputs.empty())
         return;
     stats.addCleaned(std::ssize(result.outputs), QDateTime::currentDateTime());
+    countersChanged();
     desktop.log.log("Cleaned " + std::to_string(result.outputs.size()) + logEnding);
 }
 
@@ -274,6 +300,7 @@ void AppDelegate::cleanURLsFromService(const std::vector<FileURL>& urls)
     if (urls.empty())
         return;
     stats.addChecked(std::ssize(urls));
+    countersChanged();
     desktop.heartbeat.bump(QStringLiteral("ctCleans"));
     workOn<CleanResult>(
         urls.size(),
@@ -284,6 +311,8 @@ void AppDelegate::cleanURLsFromService(const std::vector<FileURL>& urls)
 void AppDelegate::finishServiceClean(const CleanResult& result)
 {
     countCleaned(result, " file(s) via Finder service.");
+    if (isEnding)
+        return;
     const auto notice = serviceNotice(result);
     auto* alert = newAlert(nullptr, notice.message, notice.information);
     alert->setModal(true);
@@ -309,8 +338,10 @@ void AppDelegate::workOn(std::size_t fileCount,
     const auto count = static_cast<qint64>(fileCount);
     addBusyFiles(count);
     threads.start<Value>(std::move(work), [this, count, done = std::move(done)](Value value) {
-        addBusyFiles(-count);
+        if (!isEnding)
+            addBusyFiles(-count);
         done(std::move(value));
+        quitWhenOutOfReach();
     });
 }
 

@@ -88,6 +88,8 @@ private:
     void prepareFirstRun();
     void scheduleHeartbeat();
     void refreshPanelModel();
+    void countersChanged();
+    void quitWhenOutOfReach();
     void setLogin(bool on);
     void checkFiles();
     void openDropWindow();
@@ -115,6 +117,7 @@ private:
     QPointer<QFileDialog> openPanel;
     qint64 busyFiles = 0;
     bool showsPanelWithoutTray = false;
+    bool isEnding = false; // Copies are counted, but there is nobody to show anything to.
     EngineThreads threads; // The first to go: what comes back has everything else to come back to.
 };
 

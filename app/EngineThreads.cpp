@@ -1,5 +1,7 @@
 #include "app/EngineThreads.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 
 namespace nullprint::app {
@@ -19,6 +21,13 @@ EngineThreads::~EngineThreads()
 {
     stop.request_stop();
     pool.waitForDone();
+}
+
+void EngineThreads::finish()
+{
+    stop.request_stop();
+    pool.waitForDone();
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
 }
 
 } // namespace nullprint::app

@@ -11,13 +11,17 @@
 namespace nullprint::app {
 
 // Lives on the main thread. When it goes, no further file is begun, and the file that is being
-// worked on is finished, so that nothing half written can stay; results are dropped then.
+// worked on is finished, so that nothing half written can stay. Results are dropped then, unless
+// `finish` was called before.
 class EngineThreads : public QObject {
     Q_OBJECT
 
 public:
     EngineThreads();
     ~EngineThreads() override;
+
+    // Ends all work in the same way, and hands over what has been done until then.
+    void finish();
 
     // Calls `work` on another thread and then, on the main one, `done` with what it returned.
     template <typename Value>

@@ -97,11 +97,18 @@ void ReportView::render()
     runs.clear();
     clear();
     slices.start();
-    writeSlice();
+    writePieces();
     moveCursor(QTextCursor::Start); // It went along with what was inserted.
+    finishWhenComplete();
 }
 
 void ReportView::writeSlice()
+{
+    writePieces();
+    finishWhenComplete();
+}
+
+void ReportView::writePieces()
 {
     QElapsedTimer spent;
     spent.start();
@@ -111,6 +118,10 @@ void ReportView::writeSlice()
     while (!isComplete() && spent.elapsed() < sliceMs)
         writePiece(cursor);
     cursor.endEditBlock();
+}
+
+void ReportView::finishWhenComplete()
+{
     if (!isComplete())
         return;
     slices.stop();

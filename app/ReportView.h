@@ -53,6 +53,8 @@ private:
 
     void render();
     void writeSlice();
+    void writePieces();
+    void finishWhenComplete();
     void writePiece(QTextCursor& cursor);
     void prepareNext();
     void prepareHeading(const RevealReport& report);

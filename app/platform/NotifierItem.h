@@ -58,6 +58,7 @@ public:
     void start();
     // Hosts let go of an item when its program is gone; until then it is as good as not there.
     void stop();
+    bool hasBus() const { return bus.isConnected(); }
     bool hasHost() const { return host.value_or(false); }
 
     QString category() const { return QStringLiteral("ApplicationStatus"); }

@@ -1,5 +1,6 @@
 #include "app/platform/Popover.h"
 
+#include "app/WindowPlace.h"
 #include "app/platform/Platform.h"
 
 #include <QAccessible>
@@ -80,11 +81,10 @@ void Popover::open(const std::optional<QRect>& anchor, bool asWindow)
             last->clearFocus();
         if (isTransient())
             placeAt(anchor);
+        else
+            placeAsWindow();
     }
-    setWindowState(windowState() & ~Qt::WindowMinimized);
-    show();
-    raise();
-    activateWindow();
+    bringToFront(*this);
 }
 
 void Popover::performClose()
@@ -92,6 +92,12 @@ void Popover::performClose()
     closesItself = false;
     close();
     closesItself = true;
+}
+
+void Popover::makeWay()
+{
+    if (!isOpenAsWindow())
+        performClose();
 }
 
 bool Popover::isTransient() const
@@ -104,6 +110,7 @@ void Popover::setKind(bool asWindow)
     const auto kind = windowKind(asWindow);
     if (windowFlags() != kind)
         setWindowFlags(kind);
+    setAttribute(Qt::WA_QuitOnClose, asWindow); // As a popup it is never the last one.
 }
 
 void Popover::placeAt(const std::optional<QRect>& anchor)
@@ -111,6 +118,16 @@ void Popover::placeAt(const std::optional<QRect>& anchor)
     const auto corner = QGuiApplication::primaryScreen()->availableGeometry().topRight();
     const auto around = anchor.value_or(QRect(corner, QSize(1, 1)));
     move(popoverPlace(size(), around, screenOf(around.center())->availableGeometry()).topLeft());
+}
+
+// Where the user left it, as long as that is on a screen.
+void Popover::placeAsWindow()
+{
+    const auto last = lastPlaceAsWindow.value_or(QPoint());
+    if (lastPlaceAsWindow && QGuiApplication::screenAt(last + rect().center()) != nullptr)
+        move(last);
+    else
+        centerOnScreen(*this);
 }
 
 bool Popover::event(QEvent* event)
@@ -156,7 +173,9 @@ void Popover::hideEvent(QHideEvent* event)
 {
     withoutFocus.stop();
     tellOfBeingActive();
-    if (closesItself && isTransient())
+    if (!isTransient())
+        lastPlaceAsWindow = pos();
+    else if (closesItself)
         sinceClosedByClick.start();
     QWidget::hideEvent(event);
 }

@@ -29,6 +29,9 @@ public:
     // a corner when nobody knows where the icon is.
     void open(const std::optional<QRect>& anchor, bool asWindow);
     void performClose();
+    // For another window to be seen: closes, unless it is a window itself, which stays.
+    void makeWay();
+    bool isOpenAsWindow() const { return isVisible() && !isTransient(); }
 
 protected:
     bool event(QEvent* event) override;
@@ -40,12 +43,14 @@ private:
     bool isTransient() const;
     void setKind(bool asWindow);
     void placeAt(const std::optional<QRect>& anchor);
+    void placeAsWindow();
     void followFocus(QEvent::Type change);
     void tellOfBeingActive();
 
     QElapsedTimer sinceClosedByClick;
     QTimer withoutFocus;
     bool isReached = false; // By the pointer, since it was opened.
+    std::optional<QPoint> lastPlaceAsWindow;
     bool closesItself = true;
 };
 

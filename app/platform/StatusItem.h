@@ -33,6 +33,8 @@ public:
     void hide();
     // Whether the icon is in some tray at this moment.
     bool isInTray() const;
+    // Whether another process can ask for the application.
+    bool hasBus() const { return item.hasBus(); }
     // Where the icon is, as far as anybody knows.
     std::optional<QRect> place() const { return lastPlace; }
 

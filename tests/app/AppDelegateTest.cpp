@@ -16,6 +16,7 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPlainTextEdit>
@@ -23,6 +24,7 @@
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QThread>
 
 #include <filesystem>
 #include <fstream>
@@ -89,17 +91,24 @@ std::string contentOf(const std::filesystem::path& path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+QDBusConnection noBus()
+{
+    return QDBusConnection(QStringLiteral("no such connection"));
+}
+
 // One life of the application, with everything it works with.
 class Life {
 public:
     explicit Life(const tests::Folder& folder,
                   Heartbeat::Settings heartbeatSettings = {},
-                  std::chrono::milliseconds fileManagerPatience = usualFileManagerPatience)
+                  std::chrono::milliseconds fileManagerPatience = usualFileManagerPatience,
+                  QDBusConnection bus = QDBusConnection::sessionBus())
         : folder(folder)
         , standard(QString::fromStdString(folder.url("defaults/standard.plist").path()))
         , services(QString::fromStdString(folder.url("defaults/pbs.plist").path()))
         , log(logFile())
         , heartbeat(standard, std::move(heartbeatSettings))
+        , statusItem(std::move(bus))
         , delegate({
               .standard = standard,
               .services = services,
@@ -252,6 +261,97 @@ TEST_F(AppDelegateTest, hasAWindowWhereThereIsNoTray)
     ASSERT_NE(theWindow<RevealWindowController>(), nullptr);
     letPass(500);
     EXPECT_TRUE(visibleWindows<Popover>().empty());
+}
+
+QString footerOf(const QWidget& panel)
+{
+    return panel.findChildren<QLabel*>().last()->text();
+}
+
+TEST_F(AppDelegateTest, keepsAPanelThatIsAWindowFresh)
+{
+    Life life(folder);
+    life.launch({});
+    auto* popover = theWindow<Popover>();
+    ASSERT_NE(popover, nullptr);
+    life.delegate.checkURLs({photo(), text()});
+    EXPECT_TRUE(footerOf(*popover).contains(QStringLiteral("Checked 2 · Cleaned 0")));
+    auto* window = theWindow<RevealWindowController>();
+    ASSERT_NE(window, nullptr);
+    press(*window, "Clean Now");
+    EXPECT_TRUE(comesTrue(
+        [&] { return footerOf(*popover).contains(QStringLiteral("Checked 2 · Cleaned 1")); }));
+    EXPECT_FALSE(footerOf(*popover).contains(QStringLiteral("never")));
+
+    // Another process has changed them; whoever starts the application once more sees it.
+    life.standard.set(QStringLiteral("totalChecked"), 77);
+    life.delegate.showPopover();
+    EXPECT_TRUE(footerOf(*popover).contains(QStringLiteral("Checked 77 · Cleaned 1")));
+    EXPECT_EQ(life.stored("ctPanelOpens"), 1); // It was open.
+}
+
+TEST_F(AppDelegateTest, leavesAPanelThatIsAWindowOpen)
+{
+    Life life(folder);
+    life.launch({});
+    auto* popover = theWindow<Popover>();
+    ASSERT_NE(popover, nullptr);
+    press(*popover, "Check Files…");
+    EXPECT_TRUE(popover->isVisible());
+    auto* panel = theWindow<QFileDialog>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(panel->parentWidget(), popover); // In front of it.
+    panel->reject();
+    letPass();
+    EXPECT_TRUE(popover->isVisible());
+    press(*popover, "Open Drop Window…");
+    EXPECT_TRUE(popover->isVisible());
+}
+
+TEST_F(AppDelegateTest, endsWithItsLastWindowWhereNothingElseLeadsToIt)
+{
+    for (const bool hasBus : {false, true}) {
+        Life life(folder,
+                  {},
+                  usualFileManagerPatience,
+                  hasBus ? QDBusConnection::sessionBus() : noBus());
+        life.launch({.files = {photo()}});
+        auto* window = theWindow<RevealWindowController>();
+        ASSERT_NE(window, nullptr);
+        QTimer::singleShot(0, window, [window] {
+            press(*window, "Clean Now");
+            window->close(); // While it works.
+        });
+        bool hasWaited = false;
+        QTimer::singleShot(2'000, &life.delegate, [&] {
+            hasWaited = true;
+            QCoreApplication::exit(0);
+        });
+        QApplication::exec();
+        EXPECT_EQ(hasWaited, hasBus);
+        EXPECT_EQ(life.stored("totalCleaned"), hasBus ? 2 : 1);
+    }
+}
+
+TEST_F(AppDelegateTest, endsWithItsPanelWhereNothingElseLeadsToIt)
+{
+    for (const bool hasBus : {false, true}) {
+        Life life(folder,
+                  {},
+                  usualFileManagerPatience,
+                  hasBus ? QDBusConnection::sessionBus() : noBus());
+        life.launch({});
+        auto* popover = theWindow<Popover>();
+        ASSERT_NE(popover, nullptr);
+        QTimer::singleShot(0, popover, &Popover::performClose);
+        bool hasWaited = false;
+        QTimer::singleShot(1'000, &life.delegate, [&] {
+            hasWaited = true;
+            QCoreApplication::exit(0);
+        });
+        QApplication::exec();
+        EXPECT_EQ(hasWaited, hasBus);
+    }
 }
 
 TEST_F(AppDelegateTest, staysOutOfTheWayAtLogin)
@@ -476,8 +576,10 @@ TEST_F(AppDelegateTest, checksForTheOtherService)
 
 TEST_F(AppDelegateTest, asksForFilesToCheck)
 {
+    const FakeTray tray;
     Life life(folder);
     life.launch();
+    ASSERT_TRUE(comesTrue([&] { return life.statusItem.isInTray(); }));
     life.delegate.showPopover();
     auto* popover = theWindow<Popover>();
     ASSERT_NE(popover, nullptr);
@@ -508,8 +610,10 @@ TEST_F(AppDelegateTest, asksForFilesToCheck)
 
 TEST_F(AppDelegateTest, keepsOneDropWindow)
 {
+    const FakeTray tray;
     Life life(folder);
     life.launch();
+    ASSERT_TRUE(comesTrue([&] { return life.statusItem.isInTray(); }));
     life.delegate.showPopover();
     auto* popover = theWindow<Popover>();
     ASSERT_NE(popover, nullptr);
@@ -592,6 +696,7 @@ TEST_F(AppDelegateTest, leavesNothingHalfDoneWhenItQuits)
         life.delegate.scrubMetadata(files);
         ASSERT_TRUE(comesTrue([&] { return folder.names().size() > 205; }));
     }
+    EXPECT_TRUE(visibleWindows<QWidget>().empty());
     const std::string whole = contentOf(folder.url("0 (scrubbed).jpg").path());
     EXPECT_FALSE(whole.empty());
     std::size_t copies = 0;
@@ -603,6 +708,33 @@ TEST_F(AppDelegateTest, leavesNothingHalfDoneWhenItQuits)
         }
     }
     EXPECT_LT(copies, 200U); // It has not begun what it had not begun.
+    const Life next(folder);
+    EXPECT_EQ(next.stored("totalCleaned"), copies);
+    EXPECT_TRUE(next.standard.date(QStringLiteral("lastClean")));
+    EXPECT_TRUE(next.logText().ends_with("Cleaned " + std::to_string(copies) +
+                                         " file(s) via Finder service.\n"))
+        << next.logText();
+}
+
+TEST_F(AppDelegateTest, countsForTheWindowAlsoWhenItQuits)
+{
+    {
+        Life life(folder);
+        life.launch();
+        life.delegate.checkURLs({photo(), text()});
+        auto* window = theWindow<RevealWindowController>();
+        ASSERT_NE(window, nullptr);
+        press(*window, "Clean Now");
+        // Written, but the window has not been told.
+        while (!std::filesystem::exists(folder.url("harbour (scrubbed).jpg").path()))
+            QThread::msleep(1);
+        life.delegate.checkURLs({photo()}); // Nobody will see what this finds.
+    }
+    EXPECT_TRUE(visibleWindows<QWidget>().empty());
+    const Life next(folder);
+    EXPECT_EQ(next.stored("totalCleaned"), 1);
+    EXPECT_EQ(next.stored("totalChecked"), 3);
+    EXPECT_TRUE(next.logText().ends_with("Cleaned 1 file(s).\n")) << next.logText();
 }
 
 TEST_F(AppDelegateTest, sendsItsHeartbeatSoonAndAgain)

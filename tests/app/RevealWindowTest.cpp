@@ -274,6 +274,27 @@ TEST_F(RevealWindow, tellsHowManyCopiesThereAre)
     EXPECT_TRUE(text().contains(QString::fromUtf8("✓ Cleaned 2 files. ")));
 }
 
+// Also where the text is written at once, and where its lines are wrapped.
+TEST_F(RevealWindow, showsHowManyCopiesThereAreHoweverLongTheReport)
+{
+    for (const std::size_t count : {1U, 10U, 50U, 200U}) {
+        auto report = withFindings("/a.jpg");
+        report.items.resize(4, report.items[0]);
+        report.items[1].detail = std::string(count * 20, 'x');
+        open(std::vector(count, report));
+        ASSERT_TRUE(QTest::qWaitFor([this] { return view().isComplete(); }, 60000));
+        EXPECT_EQ(view().verticalScrollBar()->value(), 0);
+        window->cleanNow();
+        window->showCleanResult(std::vector(count, FileURL::fromPath("/a (scrubbed).jpg")), {});
+        ASSERT_TRUE(QTest::qWaitFor([this] { return view().isComplete(); }, 60000));
+        QApplication::processEvents();
+        const auto summary = view().document()->find(QString::fromUtf8("“ (scrubbed)” in"));
+        ASSERT_FALSE(summary.isNull());
+        EXPECT_TRUE(view().viewport()->rect().contains(view().cursorRect(summary))) << count;
+        EXPECT_EQ(view().textCursor().position(), 0);
+    }
+}
+
 TEST_F(RevealWindow, buttonForTheCopiesStaysDisabled)
 {
     open({withFindings("/a.jpg")});

@@ -157,6 +157,11 @@ class FromTheTray(OnADesktop):
 class WithoutATray(OnADesktop):
     tray = False
 
+    def closes_panel(self):
+        self.desktop.key("Escape")  # Lost while the window has not the keyboard yet.
+        time.sleep(0.2)
+        return not self.desktop.panel()
+
     def test_has_a_window(self):
         self.launch()
         self.widgets.find("push button", "Check Files…")
@@ -168,6 +173,39 @@ class WithoutATray(OnADesktop):
         # Starting it again shows it again.
         self.assertEqual(subprocess.run([PROGRAM], timeout=PATIENCE, check=False).returncode, 0)
         self.widgets.find("push button", "Check Files…")
+
+    def test_has_a_window_that_stays(self):
+        self.launch()
+        self.widgets.find("push button", "Check Files…")
+
+        def place():
+            return self.desktop.panel() or (0, 0, 0, 0)
+
+        def is_in_the_middle():
+            x, y, width, height = place()
+            return abs(x + width / 2 - 640) < 20 and abs(y + height / 2 - 400) < 40
+
+        wait_for(is_in_the_middle, "a panel in the middle")
+        self.widgets.press("Check Files…")
+        self.widgets.find("text", "File name:")
+        self.widgets.press("Cancel")
+        self.widgets.gone("text", "File name:")
+        self.assertTrue(is_in_the_middle(), place())
+        for _ in range(2):
+            wait_for(self.closes_panel, "the panel to be gone")
+            subprocess.run([PROGRAM], timeout=PATIENCE, check=True)
+            wait_for(is_in_the_middle, "the panel in its place")
+
+    def test_ends_with_its_window_where_there_is_no_bus(self):
+        bus = os.environ["DBUS_SESSION_BUS_ADDRESS"]
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = "disabled:"
+        try:
+            self.application = self.desktop.launch()
+        finally:
+            os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
+        wait_for(self.desktop.panel, "the panel")
+        wait_for(self.closes_panel, "the panel to be gone")
+        self.assertEqual(self.application.wait(PATIENCE), 0)
 
     def test_stays_out_of_the_way_at_login(self):
         self.launch("--login-item")
@@ -250,8 +288,10 @@ class FromElsewhere(OnADesktop):
         self.desktop.call("ActivateAction", "scrubMetadata", f"[<[{uris}]>]", "{}")
         wait_for(lambda: list(self.desktop.files.glob("*(scrubbed)*")), "the first copy")
         self.assertEqual(end(self.application), 0)
-        sizes = {path.stat().st_size for path in self.desktop.files.glob("*(scrubbed).jpg")}
-        self.assertEqual(len(sizes), 1)
+        sizes = [path.stat().st_size for path in self.desktop.files.glob("*(scrubbed).jpg")]
+        self.assertEqual(len(set(sizes)), 1)
+        self.assertEqual(self.desktop.defaults()["totalCleaned"], len(sizes))
+        self.assertIn(f"] Cleaned {len(sizes)} file(s) via Finder service.\n", self.desktop.log())
         self.assertEqual(list(self.desktop.files.glob(".*")), [])
 
 

@@ -4,6 +4,7 @@
 #include "tests/app/Waiting.h"
 
 #include <QLabel>
+#include <QScreen>
 
 #include <gtest/gtest.h>
 
@@ -166,6 +167,29 @@ TEST(Popover, isAnOrdinaryWindowWithoutATray)
     EXPECT_FALSE(popover.wasJustClosed());
     popover.open({}, false);
     EXPECT_EQ(popover.windowType(), Qt::Popup);
+}
+
+TEST(Popover, keepsItsPlaceAsAWindow)
+{
+    auto* content = new QLabel;
+    content->setFixedSize(200, 100);
+    Popover popover(content);
+    popover.open(QRect(100, 0, 20, 20), false);
+    popover.close();
+    popover.open({}, true);
+    const auto screenArea = QGuiApplication::primaryScreen()->availableGeometry();
+    EXPECT_LE((popover.geometry().center() - screenArea.center()).manhattanLength(),
+              8); // The frame.
+    popover.move(150, 60);
+    popover.close();
+    popover.open(QRect(100, 0, 20, 20), false);
+    popover.close();
+    popover.open({}, true);
+    EXPECT_EQ(popover.pos(), QPoint(150, 60));
+    popover.move(150, 60'000); // Of a screen that goes.
+    popover.close();
+    popover.open({}, true);
+    EXPECT_TRUE(screenArea.contains(popover.geometry()));
 }
 
 } // namespace
