@@ -71,7 +71,7 @@ std::vector<QPDFObjectHandle> contentsOf(QPDFObjectHandle page)
     return contents.isArray() ? contents.getArrayAsVector() : std::vector{contents};
 }
 
-void checkPage(QPDFObjectHandle original, QPDFObjectHandle copy)
+void checkPage(const QPDFObjectHandle& original, const QPDFObjectHandle& copy)
 {
     const auto before = contentsOf(original);
     const auto after = contentsOf(copy);
@@ -113,7 +113,7 @@ void checkObject(QPDFObjectHandle object)
                     "no dictionary of a copy has metadata");
             items.push_back(value);
         }
-        std::ranges::copy_if(items, std::back_inserter(pending), [](QPDFObjectHandle item) {
+        std::ranges::copy_if(items, std::back_inserter(pending), [](const QPDFObjectHandle& item) {
             return !item.isIndirect();
         });
     }

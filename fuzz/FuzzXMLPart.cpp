@@ -1,21 +1,12 @@
 // Any bytes through the rules for XML parts.
 #include "engine/scrub/XMLPart.h"
 #include "engine/support/Text.h"
-
-#include <cstdio>
-#include <cstdlib>
+#include "fuzz/Require.h"
 
 using namespace nullprint;
+using fuzz::require;
 
 namespace {
-
-void require(bool isSo, const char* what)
-{
-    if (isSo)
-        return;
-    std::fprintf(stderr, "broken: %s\n", what);
-    std::abort();
-}
 
 // The result tells whether bytes changed, what was readable stays so, and a mark stays.
 XMLScrubResult checkPart(std::string_view name, ByteSpan before, Bytes& after)
@@ -23,15 +14,15 @@ XMLScrubResult checkPart(std::string_view name, ByteSpan before, Bytes& after)
     after.assign(before.begin(), before.end());
     const XMLScrubResult result = scrubXMLPart(name, after);
     const bool isSame = asText(after) == asText(before);
-    require(isSame == (result != XMLScrubResult::changed), "the result is not what was done");
+    require(isSame == (result != XMLScrubResult::changed), "the result says what was done");
     if (result == XMLScrubResult::unreadable)
         return result;
     Bytes again = after;
-    require(scrubXMLPart(name, again) != XMLScrubResult::unreadable, "the encoding was lost");
-    require(name.ends_with("rels") || after.size() <= before.size(), "the part grew");
+    require(scrubXMLPart(name, again) != XMLScrubResult::unreadable, "a part keeps its encoding");
+    require(name.ends_with("rels") || after.size() <= before.size(), "a part does not grow");
     if (!before.empty() && before[0] >= 0xEF)
         require(after.size() >= 2 && before[0] == after[0] && before[1] == after[1],
-                "the byte-order mark was lost");
+                "a byte-order mark stays");
     return result;
 }
 
@@ -51,9 +42,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Bytes wide;
         const Bytes wideBefore =
             utf16FromUTF8(mark + std::string(asText(before)), ByteOrder::little);
-        require(checkPart(name, wideBefore, wide) == result, "encodings differ in their result");
+        require(checkPart(name, wideBefore, wide) == result,
+                "an encoding makes no difference to the result");
         require(wide == utf16FromUTF8(mark + std::string(asText(after)), ByteOrder::little),
-                "encodings differ in their text");
+                "an encoding makes no difference to the text");
     }
     return 0;
 }

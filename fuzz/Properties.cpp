@@ -1,5 +1,6 @@
 #include "fuzz/Properties.h"
 
+#include "engine/image/CleaningPolicy.h"
 #include "fuzz/Require.h"
 #include "fuzz/Samples.h"
 #include "fuzz/StrictSource.h"
@@ -24,6 +25,15 @@ void checkBlocks(const Blocks& blocks, std::uint64_t size)
         end = block.range.end();
     }
     require(end == size, "blocks laid end to end are the file");
+}
+
+// What is written fresh may be padding, or Exif that tells resolution and orientation.
+void checkKinds(const Blocks& blocks)
+{
+    for (const Block& block : blocks) {
+        const bool isFresh = block.kind == BlockKind::filler || block.kind == BlockKind::exif;
+        require(isFresh || isKept(block.kind), "a copy consists of what is kept");
+    }
 }
 
 void checkNothingRevealed(const Properties& properties)
@@ -69,6 +79,7 @@ void checkCopy(const ImageFormat& format, ByteSpan copy, std::optional<std::uint
     const auto blocks = format.split(source);
     require(blocks.ok(), "a copy can be split");
     checkBlocks(blocks.value(), copy.size());
+    checkKinds(blocks.value());
     const auto again = cleanCopy(format, source);
     require(again.has_value(), "a copy can be cleaned");
     require(std::ranges::equal(*again, copy), "cleaning a copy changes nothing");

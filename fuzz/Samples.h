@@ -9,8 +9,8 @@ namespace nullprint::fuzz {
 // are in the copy as they are in the original. In an HEIF this is so of each item.
 void checkSamples(ByteSpan original, ByteSpan copy);
 
-// Whether a picture holds the mark of an XMP packet anywhere but among those and in a colour
-// profile, where any text may stand by chance.
+// Whether a picture holds an XMP packet anywhere but among those, in a colour profile, or in a
+// header of nothing but numbers, where any text may stand by chance.
 bool holdsPacket(ByteSpan picture);
 
 } // namespace nullprint::fuzz

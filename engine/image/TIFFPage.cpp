@@ -323,6 +323,8 @@ private:
         std::uint64_t count = place->count;
         if (page.coding != TIFFCoding::oldJPEG)
             count = NP_TRY(expectedCount());
+        if (count == 0 && !page.jpegStream)
+            return fail("page without strips");
         if (count > place->count)
             return fail("page with too few strips");
         const auto offsets = NP_TRY(firstIntegers(*place, count));

@@ -182,7 +182,13 @@ private:
         return page.data;
     }
 
-    // Offsets or lengths of data: written fresh, since all of it has moved.
+    static bool isTable(std::uint16_t tag)
+    {
+        return tag == tag::jpegQTables || tag == tag::jpegDCTables || tag == tag::jpegACTables;
+    }
+
+    // Offsets or lengths of data: written fresh, since all of it has moved. Of strips metadata may
+    // be missing; tables have a length that nobody tells.
     Result<Bytes> placesOf(const TIFFPage& page, const Entry& entry) const
     {
         const bool isLength = entry.tag == tag::stripByteCounts ||
@@ -193,6 +199,8 @@ private:
             ByteRange copy;
             if (original.length != 0)
                 copy = NP_TRY(data.placeOf(original));
+            if (isTable(entry.tag) && copy.length != original.length)
+                return Error{"JPEG table that lies across what is dropped", original.offset};
             appendOffset(bytes, isLength ? copy.length : copy.offset);
         }
         return bytes;

@@ -601,6 +601,26 @@ TEST(TIFF, oldJPEGStreamWithoutALengthEndsAtItsEndMark)
     EXPECT_EQ(numbers(copy, 514)[0], stream.size());
 }
 
+TEST(TIFF, oldJPEGPageWithoutStripsAndStreamIsRefused)
+{
+    TIFFBuilder tiff;
+    tiff.shorts(256, {8}).shorts(257, {8}).shorts(259, {6}).longs(273, {});
+    tiff.page();
+    EXPECT_EQ(refusal(tiff.file), "page without strips");
+}
+
+TEST(TIFF, oldJPEGTableThatIsPartlyMetadataIsRefused)
+{
+    TIFFBuilder tiff;
+    const std::string stream =
+        jpegSOI + jpegComment + jpegTables() + jpegFrame + jpegScan + jpegEnd;
+    const std::uint64_t place = tiff.data(stream);
+    tiff.shorts(256, {8}).shorts(257, {8}).shorts(259, {6});
+    tiff.longs(513, {place}).longs(514, {stream.size()}).longs(519, {place + 4});
+    tiff.page();
+    EXPECT_EQ(refusal(tiff.file), "JPEG table that lies across what is dropped");
+}
+
 TEST(TIFF, oldJPEGTablesMoveAlong)
 {
     TIFFBuilder tiff;

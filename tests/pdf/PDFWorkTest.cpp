@@ -547,8 +547,11 @@ TEST(PDF, asksForAPassword)
 
 TEST(PDF, keepsEncryptionThatOpensWithoutAPassword)
 {
-    for (const char* name :
-         {"open-rc4-128.pdf", "open-aes-128.pdf", "open-aes-256.pdf", "bad-length-aes-128.pdf"}) {
+    for (const char* name : {"open-rc4-128.pdf",
+                             "open-aes-128.pdf",
+                             "open-aes-256.pdf",
+                             "bad-length-aes-128.pdf",
+                             "bad-revision-aes-128.pdf"}) {
         const Bytes document = fileBytes(std::string(NULLPRINT_TEST_DATA) + "/pdf/" + name);
         const DocumentFacts before = factsOf(asText(document));
         EXPECT_EQ(before.annotationTitles, std::set<std::string>{"planted"}) << name;

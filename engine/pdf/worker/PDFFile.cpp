@@ -108,12 +108,16 @@ std::vector<QPDFObjectHandle> PDFFile::annotations()
     return found;
 }
 
-// Up to revision 4, the key is made from the identifier (ISO 32000-2, 7.6.4.3.2).
+// Up to version 4, the key is made from the identifier (ISO 32000-2, 7.6.4.3.2). The revision should
+// say the same, and says anything in a damaged document.
 bool PDFFile::keyNeedsIdentifier()
 {
     int revision = 0;
     int permissions = 0;
-    return document.isEncrypted(revision, permissions) && revision < 5;
+    int version = 0;
+    auto ignored = QPDF::e_none;
+    return document.isEncrypted(revision, permissions, version, ignored, ignored, ignored) &&
+           version < 5;
 }
 
 // The first part of the identifier, which copies of a document have in common, becomes one that
