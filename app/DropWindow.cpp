@@ -57,7 +57,7 @@ DropView::DropView(QWidget* parent)
 {
     setAcceptDrops(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
-    setFont(systemFont(fontPixels::body));
+    setFont(systemFont(fontpixels::body));
     setStatusText(statusOf(0, 0));
 }
 
