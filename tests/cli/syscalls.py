@@ -13,6 +13,7 @@ import signal
 import subprocess
 import unittest
 
+from documents import CATALOGUE, PAGE, PAGES, packed_pdf, stream
 from scratch import PDF_WORKER, ScratchTest, large_png, preloadable
 
 FAULTY_WRITES = preloadable(os.environ["NP_FAULTY_WRITES"])
@@ -209,6 +210,26 @@ class SystemCalls(ScratchTest):
         calls, told = self.fail_cleaning(self.trace_worker, "letter.pdf")
         self.assertLessEqual({"prlimit64", "prctl", "newfstatat", "pread64", "write"}, calls)
         self.assertEqual(told, SENTENCES["letter.pdf"])
+
+    def test_blanking_a_pdf(self):
+        # What looks like metadata in a page's text is blanked in the copy, and when that fails, it is not.
+        text = b"/Metadata 12 0 R"
+        (self.folder / "marked.pdf").write_bytes(packed_pdf(
+            {1: CATALOGUE, 2: PAGES, 3: PAGE, 9: stream(b"", b"(%s) Tj" % text)}, {}))
+        self.before = self.content()
+        kept = set()
+        for name, _, printed, new in self.with_each_call(
+                self.trace, ("--scrub", "marked.pdf"), ("error=EIO", "error=EINTR")):
+            if name is None:
+                (copy, whole), = new.items()
+                self.assertNotIn(text, whole)
+            elif new:
+                self.assertEqual(list(new), [copy])
+                self.assertEqual(new[copy].replace(text, b" " * len(text)), whole)
+                kept |= {name} if text in new[copy] else set()
+            else:
+                self.assertTrue(printed.startswith("FAILED"), printed)
+        self.assertLessEqual({"pread64", "pwrite64", "newfstatat"}, kept)
 
     def test_a_worker_has_its_bounds(self):
         self.trace_worker("-e", "trace=prlimit64,prctl", words=("--reveal", "letter.pdf"))
