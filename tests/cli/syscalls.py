@@ -73,6 +73,12 @@ class SystemCalls(ScratchTest):
     def _formatMessage(self, msg, standardMsg):
         return f"{super()._formatMessage(msg, standardMsg)} [at {self.step}]"
 
+    def expect_called(self, expected, calls):
+        """Newer machines have fewer calls: `unlinkat` for `unlink` and `rmdir`, and so on."""
+        for name in expected:
+            names = {name, name + "at", "f" + name + "at"} | ({"unlinkat"} if name == "rmdir" else set())
+            self.assertTrue(names & calls, f"{name} is not among {sorted(calls)}")
+
     def content(self):
         return {path.name: path.read_bytes() for path in self.folder.iterdir()}
 
@@ -146,7 +152,7 @@ class SystemCalls(ScratchTest):
                 (copy, whole), = new.items()
                 continue
             calls.add(name)
-            new = {key: value for key, value in new.items() if (name, key[:11]) not in may_stay}
+            new = {key: value for key, value in new.items() if (name[:6], key[:11]) not in may_stay}
             if printed.startswith("FAILED"):
                 sentence = re.sub(r" \(.*\)\.$", ".", printed.splitlines()[1].strip())
                 told.add(sentence)
@@ -165,28 +171,28 @@ class SystemCalls(ScratchTest):
 
     def test_cleaning_a_picture(self):
         calls, told = self.fail_cleaning(self.trace, "large.png")
-        self.assertLessEqual({"openat", "newfstatat", "pread64", "copy_file_range", "write", "fchmod",
+        self.expect_called({"openat", "newfstatat", "pread64", "copy_file_range", "write", "fchmod",
                               "linkat", "close", "getcwd"}, calls)
         self.assertEqual(told, SENTENCES["large.png"])
 
     def test_cleaning_a_picture_where_files_need_names(self):
         self.environment |= {"LD_PRELOAD": str(FAULTY_WRITES), "NP_FAULT_NAMED": "1"}
         calls, told = self.fail_cleaning(self.trace, "photo.jpg")
-        self.assertLessEqual({"renameat2", "getrandom"}, calls)
+        self.expect_called({"renameat2", "getrandom"}, calls)
         self.assertEqual(told, SENTENCES["photo.jpg"])
 
     def test_cleaning_a_picture_where_renaming_may_replace(self):
         self.environment |= {"LD_PRELOAD": str(FAULTY_WRITES), "NP_FAULT_NAMED": "1", "NP_FAULT_OLD": "1"}
         # Who cannot remove a hidden file leaves it behind.
         calls, _ = self.fail_cleaning(self.trace, "photo.jpg", {("unlink", ".nullprint-")})
-        self.assertLessEqual({"link", "unlink"}, calls)
+        self.expect_called({"link", "unlink"}, calls)
         self.environment["NP_FAULT_NO_LINKS"] = "1"
         calls, _ = self.fail_cleaning(self.trace, "photo.jpg")
-        self.assertLessEqual({"rename"}, calls)
+        self.expect_called({"rename"}, calls)
 
     def test_cleaning_an_office_document(self):
         calls, told = self.fail_cleaning(self.trace, "document.docx")
-        self.assertLessEqual({"mkdir", "rmdir", "openat", "pread64", "write", "linkat"}, calls)
+        self.expect_called({"mkdir", "rmdir", "openat", "pread64", "write", "linkat"}, calls)
         self.assertEqual(told, SENTENCES["document.docx"])
 
     def test_cleaning_an_office_document_with_a_workspace_elsewhere(self):
@@ -203,12 +209,12 @@ class SystemCalls(ScratchTest):
 
     def test_cleaning_a_pdf(self):
         calls, told = self.fail_cleaning(self.trace, "letter.pdf")
-        self.assertLessEqual({"fcntl", "readlink", "access", "clone3", "wait4", "linkat"}, calls)
+        self.expect_called({"fcntl", "readlink", "access", "clone3", "wait4", "linkat"}, calls)
         self.assertEqual(told, SENTENCES["letter.pdf"])
 
     def test_cleaning_a_pdf_when_the_worker_fails(self):
         calls, told = self.fail_cleaning(self.trace_worker, "letter.pdf")
-        self.assertLessEqual({"prlimit64", "prctl", "newfstatat", "pread64", "write"}, calls)
+        self.expect_called({"prlimit64", "prctl", "newfstatat", "pread64", "write"}, calls)
         self.assertEqual(told, SENTENCES["letter.pdf"])
 
     def test_blanking_a_pdf(self):
@@ -229,7 +235,7 @@ class SystemCalls(ScratchTest):
                 kept |= {name} if text in new[copy] else set()
             else:
                 self.assertTrue(printed.startswith("FAILED"), printed)
-        self.assertLessEqual({"pread64", "pwrite64", "newfstatat"}, kept)
+        self.expect_called({"pread64", "pwrite64", "newfstatat"}, kept)
 
     def test_a_worker_has_its_bounds(self):
         self.trace_worker("-e", "trace=prlimit64,prctl", words=("--reveal", "letter.pdf"))
@@ -259,7 +265,7 @@ class SystemCalls(ScratchTest):
     def test_looking(self):
         for option in ("--reveal", "--inspect"):
             for file in ("photo.jpg", "document.docx", "letter.pdf"):
-                self.assertLessEqual({"openat", "newfstatat", "write"}, self.fail_looking(self.trace, option, file))
+                self.expect_called({"openat", "newfstatat", "write"}, self.fail_looking(self.trace, option, file))
             self.assertIn("write", self.fail_looking(self.trace_worker, option, "letter.pdf"))
 
     def test_the_self_test(self):
@@ -275,7 +281,7 @@ class SystemCalls(ScratchTest):
             for workspace in self.temporary.iterdir():
                 self.assertIn(name, REMOVING)
                 shutil.rmtree(workspace)
-        self.assertLessEqual({"mkdir", "fchmod", "pread64"}, failed)
+        self.expect_called({"mkdir", "fchmod", "pread64"}, failed)
 
     def kill_cleaning(self, trace, file):
         """Ends the program, or its worker, at each call. What stays is a whole copy or nothing."""
