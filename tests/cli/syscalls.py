@@ -19,8 +19,6 @@ from scratch import PDF_WORKER, ScratchTest, large_png, preloadable
 FAULTY_WRITES = preloadable(os.environ["NP_FAULTY_WRITES"])
 SHARED_MEMORY = pathlib.Path("/dev/shm")  # A file system of its own, nearly everywhere.
 
-MIB = 1024 * 1024
-
 # The first calls that are our own: what comes before loads the program.
 FIRST_CALL, FIRST_CALL_OF_WORKER = "rt_sigaction(SIGCHLD", "RLIMIT_CORE"
 # Memory that runs out ends the program, on purpose; the others cannot fail.
@@ -236,16 +234,6 @@ class SystemCalls(ScratchTest):
             else:
                 self.assertTrue(printed.startswith("FAILED"), printed)
         self.expect_called({"pread64", "pwrite64", "newfstatat"}, kept)
-
-    def test_a_worker_has_its_bounds(self):
-        self.trace_worker("-e", "trace=prlimit64,prctl", words=("--reveal", "letter.pdf"))
-        calls = self.log.read_text()
-        size = len(self.before["letter.pdf"])
-        for resource, bound in (("CORE", 0), ("CPU", 10), ("FSIZE", 64 * MIB + 16 * size),
-                                ("AS", 512 * MIB + 32 * size)):
-            told = f"{bound // 1024}*1024" if bound > 1024 and bound % 1024 == 0 else bound
-            self.assertIn(f"prlimit64(0, RLIMIT_{resource}, {{rlim_cur={told}, rlim_max={told}}}, NULL) = 0\n", calls)
-        self.assertIn("prctl(PR_SET_PDEATHSIG, SIGKILL) = 0", re.sub(" +", " ", calls))
 
     def fail_looking(self, trace, option, file):
         """Fails each call of a report or a listing: it has the lines that it should have, or fewer."""
