@@ -5,7 +5,7 @@
 namespace nullprint::image {
 void Properties::add(Group group, std::uint16_t tag, Value value)
 {
-    properties.try_emplace({group, tag}, std::move(value));
+    properties.emplace(std::pair(group, tag), std::move(value));
 }
 
 const Value* Properties::find(Group group, std::uint16_t tag) const

@@ -688,6 +688,7 @@ TEST_F(AppDelegateTest, looksBusyWhileItWorks)
 TEST_F(AppDelegateTest, leavesNothingHalfDoneWhenItQuits)
 {
     std::vector<FileURL> files;
+    files.reserve(200);
     for (int number = 0; number < 200; ++number)
         files.push_back(photo(std::to_string(number) + ".jpg"));
     {

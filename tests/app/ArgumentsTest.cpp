@@ -10,6 +10,7 @@ namespace {
 StartRequest requestOf(const std::vector<std::string>& words)
 {
     std::vector<const char*> pointers;
+    pointers.reserve(words.size());
     for (const std::string& word : words)
         pointers.push_back(word.c_str());
     return readArguments(pointers);

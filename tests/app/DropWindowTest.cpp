@@ -159,7 +159,7 @@ TEST_F(DropWindow, isDrawnInThePalettesColours)
             return count;
         };
         const auto idle = countOf(palette.border);
-        EXPECT_NEAR(idle, 290 * 8 / 14, 14);
+        EXPECT_NEAR(idle, 290.0 * 8 / 14, 14);
         EXPECT_EQ(countOf(palette.accent), 0);
         ASSERT_TRUE(enter(data));
         EXPECT_EQ(countOf(palette.border), 0);

@@ -35,12 +35,14 @@ public:
     void click(const char* method, QPoint place) const;
     int signalCount(const char* name) const { return counts.value(QString::fromLatin1(name)); }
 
+    // NOLINTBEGIN(readability-identifier-naming): the names that the interface has on the bus.
 signals:
     Q_SCRIPTABLE void StatusNotifierHostRegistered();
     Q_SCRIPTABLE void StatusNotifierHostUnregistered();
 
 public slots:
     Q_SCRIPTABLE void RegisterStatusNotifierItem(const QString& item);
+    // NOLINTEND(readability-identifier-naming)
 
 private slots:
     void countNewIcon() { ++counts[QStringLiteral("NewIcon")]; }

@@ -241,7 +241,7 @@ TEST_F(HeartbeatTest, keepsTheIdentifierOfAFailedAttempt)
 TEST_F(HeartbeatTest, waitsTwentyHours)
 {
     const QDateTime present = now;
-    store.set(last, present.addSecs(-19 * 3600));
+    store.set(last, present.addSecs(-19LL * 3600));
     EXPECT_TRUE(changesNothing(server->secure("/200"), 0));
     EXPECT_FALSE(store.value(installID).isValid());
     store.set(last, present.addSecs(-71999));
@@ -254,11 +254,11 @@ TEST_F(HeartbeatTest, sendsAtTheFirstCallPastTheTwentyHours)
 {
     const auto one = heartbeat(server->secure("/200"));
     const QDateTime start = now;
-    store.set(last, start.addSecs(-19 * 3600));
+    store.set(last, start.addSecs(-19LL * 3600));
     one->send();
     QTest::qWait(silenceMs);
     EXPECT_TRUE(server->asked().empty());
-    now = start.addSecs(6 * 3600);
+    now = start.addSecs(6LL * 3600);
     one->send();
     EXPECT_TRUE(QTest::qWaitFor([&] { return isAcknowledged(); }, answerMs));
     EXPECT_EQ(server->asked().size(), 1U);

@@ -56,6 +56,7 @@ inline RevealReport unsupported(const std::string& path)
 inline std::vector<std::string> pathsOf(const std::vector<FileURL>& files)
 {
     std::vector<std::string> paths;
+    paths.reserve(files.size());
     for (const auto& file : files)
         paths.push_back(file.path());
     return paths;

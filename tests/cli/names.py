@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Names of any kind, and what bears a file's name and is none: for pictures, documents and PDFs, cleaned,
-revealed and inspected. Wants NULLPRINT, the program.
+revealed and inspected. Wants NULLPRINT, the program, and what faults.py wants.
 """
 import os
 import shutil

@@ -7,6 +7,7 @@ import io
 import os
 import pathlib
 import resource
+import shutil
 import signal
 import struct
 import unittest
@@ -292,6 +293,37 @@ class Faults(Office):
         self.temporary.chmod(0o555)
         self.assertEqual(self.clean(preexec_fn=as_nobody), STAGES[0])
         self.expect_nothing_new()
+
+    def test_a_temporary_folder_that_is_none(self):
+        for place in (self.folder / "document.docx", self.folder / "document.docx" / "in it", "/proc/nowhere",
+                      self.root / ("n" * 300)):
+            self.assertEqual(self.clean(env=self.environment(TMPDIR=str(place))), STAGES[0])
+            self.expect_nothing_new()
+
+    def test_a_temporary_folder_of_any_kind(self):
+        made = self.root / "made" / "when it is needed"
+        relative = os.path.relpath(self.temporary, self.folder)
+        link = self.root / "link"
+        link.symlink_to(self.temporary)
+        for place in (made, relative, link, f"{self.temporary}///"):
+            self.assertEqual(self.clean(env=self.environment(TMPDIR=str(place))), "")
+            (self.folder / COPY).unlink()
+            self.expect_nothing_new()
+        self.assertEqual(list(made.iterdir()), [])
+
+    def test_a_kill_where_files_need_names_leaves_a_workspace_at_the_most(self):
+        for step in range(1, 100):
+            faults = {"LD_PRELOAD": str(FAULTY_WRITES), "NP_FAULT_AT": str(step), "NP_FAULT_KILLS": "1",
+                      "NP_FAULT_NAMED": "1"}
+            run = self.run_program("--scrub", "document.docx", env=self.environment(**faults))
+            if run.returncode == 0:
+                break
+            self.expect_nothing_new()
+            (workspace,) = self.temporary.iterdir()
+            self.assertEqual(workspace.stat().st_mode & 0o777, 0o700)
+            self.assertIn([path.name for path in workspace.iterdir()], ([], ["rebuilt.zip"]))
+            shutil.rmtree(workspace)
+        self.assertGreater(step, 3)
 
     def test_a_workspace_that_is_nobody_elses_business(self):
         watch = self.environment(LD_PRELOAD=str(FAULTY_WRITES), NP_FAULT_AT="2", NP_FAULT_KILLS="1",

@@ -13,12 +13,11 @@ import signal
 import subprocess
 import unittest
 
+from documents import CATALOGUE, PAGE, PAGES, packed_pdf, stream
 from scratch import PDF_WORKER, ScratchTest, large_png, preloadable
 
 FAULTY_WRITES = preloadable(os.environ["NP_FAULTY_WRITES"])
 SHARED_MEMORY = pathlib.Path("/dev/shm")  # A file system of its own, nearly everywhere.
-
-MIB = 1024 * 1024
 
 # The first calls that are our own: what comes before loads the program.
 FIRST_CALL, FIRST_CALL_OF_WORKER = "rt_sigaction(SIGCHLD", "RLIMIT_CORE"
@@ -71,6 +70,12 @@ class SystemCalls(ScratchTest):
 
     def _formatMessage(self, msg, standardMsg):
         return f"{super()._formatMessage(msg, standardMsg)} [at {self.step}]"
+
+    def expect_called(self, expected, calls):
+        """Newer machines have fewer calls: `unlinkat` for `unlink` and `rmdir`, and so on."""
+        for name in expected:
+            names = {name, name + "at", "f" + name + "at"} | ({"unlinkat"} if name == "rmdir" else set())
+            self.assertTrue(names & calls, f"{name} is not among {sorted(calls)}")
 
     def content(self):
         return {path.name: path.read_bytes() for path in self.folder.iterdir()}
@@ -145,7 +150,7 @@ class SystemCalls(ScratchTest):
                 (copy, whole), = new.items()
                 continue
             calls.add(name)
-            new = {key: value for key, value in new.items() if (name, key[:11]) not in may_stay}
+            new = {key: value for key, value in new.items() if (name[:6], key[:11]) not in may_stay}
             if printed.startswith("FAILED"):
                 sentence = re.sub(r" \(.*\)\.$", ".", printed.splitlines()[1].strip())
                 told.add(sentence)
@@ -164,28 +169,28 @@ class SystemCalls(ScratchTest):
 
     def test_cleaning_a_picture(self):
         calls, told = self.fail_cleaning(self.trace, "large.png")
-        self.assertLessEqual({"openat", "newfstatat", "pread64", "copy_file_range", "write", "fchmod",
+        self.expect_called({"openat", "newfstatat", "pread64", "copy_file_range", "write", "fchmod",
                               "linkat", "close", "getcwd"}, calls)
         self.assertEqual(told, SENTENCES["large.png"])
 
     def test_cleaning_a_picture_where_files_need_names(self):
         self.environment |= {"LD_PRELOAD": str(FAULTY_WRITES), "NP_FAULT_NAMED": "1"}
         calls, told = self.fail_cleaning(self.trace, "photo.jpg")
-        self.assertLessEqual({"renameat2", "getrandom"}, calls)
+        self.expect_called({"renameat2", "getrandom"}, calls)
         self.assertEqual(told, SENTENCES["photo.jpg"])
 
     def test_cleaning_a_picture_where_renaming_may_replace(self):
         self.environment |= {"LD_PRELOAD": str(FAULTY_WRITES), "NP_FAULT_NAMED": "1", "NP_FAULT_OLD": "1"}
         # Who cannot remove a hidden file leaves it behind.
         calls, _ = self.fail_cleaning(self.trace, "photo.jpg", {("unlink", ".nullprint-")})
-        self.assertLessEqual({"link", "unlink"}, calls)
+        self.expect_called({"link", "unlink"}, calls)
         self.environment["NP_FAULT_NO_LINKS"] = "1"
         calls, _ = self.fail_cleaning(self.trace, "photo.jpg")
-        self.assertLessEqual({"rename"}, calls)
+        self.expect_called({"rename"}, calls)
 
     def test_cleaning_an_office_document(self):
         calls, told = self.fail_cleaning(self.trace, "document.docx")
-        self.assertLessEqual({"mkdir", "rmdir", "openat", "pread64", "write", "linkat"}, calls)
+        self.expect_called({"mkdir", "rmdir", "openat", "pread64", "write", "linkat"}, calls)
         self.assertEqual(told, SENTENCES["document.docx"])
 
     def test_cleaning_an_office_document_with_a_workspace_elsewhere(self):
@@ -202,23 +207,33 @@ class SystemCalls(ScratchTest):
 
     def test_cleaning_a_pdf(self):
         calls, told = self.fail_cleaning(self.trace, "letter.pdf")
-        self.assertLessEqual({"fcntl", "readlink", "access", "clone3", "wait4", "linkat"}, calls)
+        self.expect_called({"fcntl", "readlink", "access", "clone3", "wait4", "linkat"}, calls)
         self.assertEqual(told, SENTENCES["letter.pdf"])
 
     def test_cleaning_a_pdf_when_the_worker_fails(self):
         calls, told = self.fail_cleaning(self.trace_worker, "letter.pdf")
-        self.assertLessEqual({"prlimit64", "prctl", "newfstatat", "pread64", "write"}, calls)
+        self.expect_called({"prlimit64", "prctl", "newfstatat", "pread64", "write"}, calls)
         self.assertEqual(told, SENTENCES["letter.pdf"])
 
-    def test_a_worker_has_its_bounds(self):
-        self.trace_worker("-e", "trace=prlimit64,prctl", words=("--reveal", "letter.pdf"))
-        calls = self.log.read_text()
-        size = len(self.before["letter.pdf"])
-        for resource, bound in (("CORE", 0), ("CPU", 10), ("FSIZE", 64 * MIB + 16 * size),
-                                ("AS", 512 * MIB + 32 * size)):
-            told = f"{bound // 1024}*1024" if bound > 1024 and bound % 1024 == 0 else bound
-            self.assertIn(f"prlimit64(0, RLIMIT_{resource}, {{rlim_cur={told}, rlim_max={told}}}, NULL) = 0\n", calls)
-        self.assertIn("prctl(PR_SET_PDEATHSIG, SIGKILL) = 0", re.sub(" +", " ", calls))
+    def test_blanking_a_pdf(self):
+        # What looks like metadata in a page's text is blanked in the copy, and when that fails, it is not.
+        text = b"/Metadata 12 0 R"
+        (self.folder / "marked.pdf").write_bytes(packed_pdf(
+            {1: CATALOGUE, 2: PAGES, 3: PAGE, 9: stream(b"", b"(%s) Tj" % text)}, {}))
+        self.before = self.content()
+        kept = set()
+        for name, _, printed, new in self.with_each_call(
+                self.trace, ("--scrub", "marked.pdf"), ("error=EIO", "error=EINTR")):
+            if name is None:
+                (copy, whole), = new.items()
+                self.assertNotIn(text, whole)
+            elif new:
+                self.assertEqual(list(new), [copy])
+                self.assertEqual(new[copy].replace(text, b" " * len(text)), whole)
+                kept |= {name} if text in new[copy] else set()
+            else:
+                self.assertTrue(printed.startswith("FAILED"), printed)
+        self.expect_called({"pread64", "pwrite64", "newfstatat"}, kept)
 
     def fail_looking(self, trace, option, file):
         """Fails each call of a report or a listing: it has the lines that it should have, or fewer."""
@@ -238,7 +253,7 @@ class SystemCalls(ScratchTest):
     def test_looking(self):
         for option in ("--reveal", "--inspect"):
             for file in ("photo.jpg", "document.docx", "letter.pdf"):
-                self.assertLessEqual({"openat", "newfstatat", "write"}, self.fail_looking(self.trace, option, file))
+                self.expect_called({"openat", "newfstatat", "write"}, self.fail_looking(self.trace, option, file))
             self.assertIn("write", self.fail_looking(self.trace_worker, option, "letter.pdf"))
 
     def test_the_self_test(self):
@@ -254,7 +269,7 @@ class SystemCalls(ScratchTest):
             for workspace in self.temporary.iterdir():
                 self.assertIn(name, REMOVING)
                 shutil.rmtree(workspace)
-        self.assertLessEqual({"mkdir", "fchmod", "pread64"}, failed)
+        self.expect_called({"mkdir", "fchmod", "pread64"}, failed)
 
     def kill_cleaning(self, trace, file):
         """Ends the program, or its worker, at each call. What stays is a whole copy or nothing."""

@@ -23,6 +23,12 @@ std::string refusal(ByteSpan picture)
     return copy.ok() ? "" : copy.error().what;
 }
 
+bool isReadable(ByteSpan picture)
+{
+    MemorySource source(picture);
+    return ImageSource::open(source).ok();
+}
+
 TEST(Limits, blocks)
 {
     Blocks blocks;
@@ -54,6 +60,7 @@ TEST(Limits, stripsOfATIFF)
     TIFFBuilder tooMany = tallPicture(limits::blocks / 2 + 1);
     tooMany.page();
     EXPECT_EQ(refusal(tooMany.file), "too many strips");
+    EXPECT_TRUE(isReadable(tooMany.file));
 }
 
 TEST(Limits, bitsOfASample)
@@ -241,6 +248,7 @@ TEST(Limits, itemsOfAnHEIF)
     file = built.build();
     std::ranges::copy(asBytes("free"), file.begin() + static_cast<std::ptrdiff_t>(place));
     EXPECT_EQ(refusal(file), "too many items");
+    EXPECT_FALSE(isReadable(file));
 }
 
 TEST(Limits, boxesOfAnHEIF)
@@ -253,6 +261,7 @@ TEST(Limits, boxesOfAnHEIF)
     EXPECT_EQ(refusal(built.build()), "");
     append(built.after, empty);
     EXPECT_EQ(refusal(built.build()), "too many boxes");
+    EXPECT_TRUE(isReadable(built.build()));
 }
 
 // The pixels, and items of the most extents that can be counted: so many all together.
@@ -272,7 +281,9 @@ HEIFBuilder withExtents(std::size_t count)
 TEST(Limits, extentsOfAnHEIF)
 {
     EXPECT_EQ(refusal(withExtents(limits::itemLinks - 1).build()), "");
-    EXPECT_EQ(refusal(withExtents(limits::itemLinks).build()), "too many extents");
+    const Bytes tooMany = withExtents(limits::itemLinks).build();
+    EXPECT_EQ(refusal(tooMany), "too many extents");
+    EXPECT_FALSE(isReadable(tooMany));
 }
 
 TEST(Limits, referencesOfAnHEIF)
@@ -281,6 +292,7 @@ TEST(Limits, referencesOfAnHEIF)
     for (std::size_t number = 0; number < limits::itemLinks / 65535 + 1; ++number)
         built.references.push_back({"cdsc", 1, std::vector<std::uint32_t>(65535, 1)});
     EXPECT_EQ(refusal(built.build()), "too many links between items");
+    EXPECT_FALSE(isReadable(built.build()));
 }
 
 TEST(Limits, blocksOfAnHEIF)
@@ -296,6 +308,7 @@ TEST(Limits, blocksOfAnHEIF)
     EXPECT_EQ(refusal(built.build()), "");
     append(data, pair);
     EXPECT_EQ(refusal(built.build()), "too many blocks");
+    EXPECT_TRUE(isReadable(built.build()));
 }
 
 TEST(Limits, tablesOfAnHEIF)

@@ -18,12 +18,14 @@ TEST(MarkWatch, seesMarksAcrossPieces)
 {
     const std::string filler(100, '/');
     for (std::size_t piece = 1; piece < 230; ++piece) {
-        for (const std::string mark : {"/Metadata", "/XML"}) {
-            EXPECT_TRUE(seenIn(filler + mark + filler, piece)) << piece;
-            EXPECT_TRUE(seenIn(filler + mark, piece)) << piece;
-            EXPECT_TRUE(seenIn(mark + filler, piece)) << piece;
+        for (const std::string_view mark : {"/Metadata", "/XML"}) {
+            std::string text = filler;
+            EXPECT_TRUE(seenIn(text.append(mark), piece)) << piece;
+            EXPECT_TRUE(seenIn(text.append(filler), piece)) << piece;
+            EXPECT_TRUE(seenIn(text.substr(filler.size()), piece)) << piece;
         }
-        EXPECT_FALSE(seenIn(filler + "/Metadat /XM /MetaData" + filler, piece)) << piece;
+        std::string text = filler;
+        EXPECT_FALSE(seenIn(text.append("/Metadat /XM /MetaData").append(filler), piece)) << piece;
     }
     EXPECT_FALSE(seenIn("", 1));
 }

@@ -2,7 +2,9 @@
 
 #include "tests/support/Folder.h"
 
+#include <csignal>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 namespace nullprint::tests {
 namespace {
@@ -48,6 +50,29 @@ TEST(RunTool, saysWhyAProgramCannotBeStarted)
     EXPECT_EQ(plain.status, -1);
     EXPECT_EQ(plain.output, "Permission denied");
     EXPECT_EQ(runTool("/bin/ls", {}, "/nowhere/at/all").status, -1);
+}
+
+TEST(RunTool, saysSoWhenThereIsNoPipeToBeHad)
+{
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const ToolResult result = shell("exit 0");
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(result.status, -1);
+    EXPECT_EQ(result.output, "Too many open files");
+    EXPECT_EQ(shell("exit 0").status, 0);
+}
+
+// Where ended children are ignored, the system does not tell how they ended.
+TEST(RunTool, doesNotTakeAnUnknownEndForSuccess)
+{
+    const auto before = std::signal(SIGCHLD, SIG_IGN);
+    const ToolResult result = shell("echo said");
+    std::signal(SIGCHLD, before);
+    EXPECT_EQ(result.status, -1);
+    EXPECT_EQ(result.output, "said\n");
 }
 
 TEST(RunTool, isNotBlockedByAProgramWithMuchToSay)

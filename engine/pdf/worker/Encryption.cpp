@@ -94,7 +94,7 @@ std::unique_ptr<QPDF> encryptedAlike(QPDF& document, const std::string& identifi
                           QPDFObjectHandle::newString(passwordCheck(key, revision, identifier)));
 
     // The library reads AES with the one length of key that there is, and writes what stands here.
-    encryption.replaceKey("/Length", QPDFObjectHandle::newInteger(8 * keyBytes));
+    encryption.replaceKey("/Length", QPDFObjectHandle::newInteger(8LL * keyBytes));
 
     auto alike = std::make_unique<QPDF>();
     alike->setLogger(document.getLogger());
