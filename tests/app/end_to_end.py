@@ -1,9 +1,13 @@
 #!/usr/bin/env python3
 """The menu-bar application as its users meet it: the program of NULLPRINT on a small desktop."""
 import os
+import pathlib
+import signal
 import subprocess
+import tempfile
 import time
 import unittest
+import zipfile
 
 from desktop import NAME, PATIENCE, PROGRAM, Desktop, Widgets, end, run_inside, wait_for
 
@@ -293,6 +297,29 @@ class FromElsewhere(OnADesktop):
         self.assertEqual(self.desktop.defaults()["totalCleaned"], len(sizes))
         self.assertIn(f"] Cleaned {len(sizes)} file(s) via Finder service.\n", self.desktop.log())
         self.assertEqual(list(self.desktop.files.glob(".*")), [])
+
+
+    def test_ends_at_once_when_it_is_told_twice(self):
+        document = self.desktop.files / "Book.docx"
+        chapter = b"<w:p><w:r><w:t>It goes on and on.</w:t></w:r></w:p>" * 1_000_000
+        with zipfile.ZipFile(document, "w", zipfile.ZIP_DEFLATED, compresslevel=1) as package:
+            package.writestr("[Content_Types].xml", "<Types/>")
+            for number in range(8):
+                package.writestr(f"word/chapter{number}.xml", chapter)
+        workspaces = pathlib.Path(tempfile.mkdtemp(dir=self.desktop.root))
+        os.environ["TMPDIR"] = str(workspaces)
+        self.addCleanup(os.environ.pop, "TMPDIR")
+        self.launch()
+        self.desktop.call("ActivateAction", "scrubMetadata", f"[<['file://{document}']>]", "{}")
+        wait_for(lambda: list(workspaces.glob("nullprint-*")), "the work")
+        self.application.terminate()
+        wait_for(lambda: not self.desktop.runs(), "a name for the next application")
+        self.assertIsNone(self.application.poll())  # It finishes the document.
+        self.application.terminate()
+        self.assertEqual(self.application.wait(PATIENCE), -signal.SIGTERM)
+        self.assertEqual(list(self.desktop.files.iterdir()), [document])
+        for workspace in workspaces.glob("nullprint-*"):
+            self.assertEqual(list(workspace.iterdir()), [])
 
 
 class WithoutADisplay(unittest.TestCase):
