@@ -89,13 +89,32 @@ void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
 void AppDelegate::buildStatusItem()
 {
     StatusItem& item = desktop.statusItem;
-    item.setIcon(statusIconName(), idleIcon);
+    showStatusIcon();
     item.setToolTip(QString::fromUtf8(toolTip));
     connect(&item, &StatusItem::activated, this, &AppDelegate::togglePopover);
     connect(&item, &StatusItem::trayMissing, this, [this] {
         if (showsPanelWithoutTray)
             showPopover();
     });
+}
+
+void AppDelegate::showStatusIcon()
+{
+    if (busyFiles > 0)
+        desktop.statusItem.setIcon({}, busyIcon);
+    else
+        desktop.statusItem.setIcon(statusIconName(), idleIcon);
+}
+
+// Of the panel, which hears of the desktop's appearance.
+bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::ApplicationPaletteChange) {
+        idleIcon = statusIcon();
+        busyIcon = busyStatusIcon();
+        showStatusIcon();
+    }
+    return ServiceProviderDelegate::eventFilter(watched, event);
 }
 
 void AppDelegate::buildPopover()
@@ -107,6 +126,7 @@ void AppDelegate::buildPopover()
         .setLogin = [this](bool on) { setLogin(on); },
     };
     popover = std::make_unique<Popover>(new PopoverView(model, actions));
+    popover->installEventFilter(this);
 }
 
 // Opening at login is proposed once. Whoever turns it off is not asked again.
@@ -347,10 +367,8 @@ void AppDelegate::addBusyFiles(qint64 count)
                                  .arg(busyFiles)
                                  .arg(busyFiles == 1 ? QString() : QStringLiteral("s"))
                            : QString::fromUtf8(toolTip));
-    if (isBusy && !wasBusy)
-        item.setIcon({}, busyIcon);
-    else if (wasBusy && !isBusy)
-        item.setIcon(statusIconName(), idleIcon);
+    if (isBusy != wasBusy)
+        showStatusIcon();
 }
 
 } // namespace nullprint::app

@@ -75,12 +75,16 @@ public:
     std::size_t revealWindowCount() const { return revealControllers.size(); }
     const UIModel& panelModel() const { return model; }
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     struct DeletedLater {
         void operator()(QObject* object) const { object->deleteLater(); }
     };
 
     void buildStatusItem();
+    void showStatusIcon();
     void buildPopover();
     void prepareFirstRun();
     void scheduleHeartbeat();
@@ -102,9 +106,9 @@ private:
     void addBusyFiles(qint64 count);
 
     Surroundings desktop;
-    // Drawn once: drawing takes milliseconds, and Qt keeps what was drawn.
-    const QIcon idleIcon = statusIcon();
-    const QIcon busyIcon = busyStatusIcon();
+    // Drawn once for an appearance: drawing takes milliseconds, and Qt keeps what was drawn.
+    QIcon idleIcon = statusIcon();
+    QIcon busyIcon = busyStatusIcon();
     UIModel model;
     UsageStats stats;
     ServiceProvider serviceProvider;

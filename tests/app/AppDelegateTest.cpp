@@ -4,6 +4,7 @@
 #include "app/FileURIs.h"
 #include "app/Heartbeat.h"
 #include "app/LoginItem.h"
+#include "app/Palette.h"
 #include "app/RevealWindow.h"
 #include "app/platform/FileManager.h"
 #include "app/platform/Popover.h"
@@ -651,6 +652,19 @@ TEST_F(AppDelegateTest, looksBusyWhileItWorks)
               "Nullprint — see and remove hidden data before you share");
     EXPECT_EQ(life.statusItem.pictures().value(3).pixels, idle);
     EXPECT_TRUE(comesTrue([&] { return tray.signalCount("NewToolTip") == tips + 2; }));
+}
+
+TEST_F(AppDelegateTest, iconFollowsTheDesktopsAppearance)
+{
+    Life life(folder);
+    life.launch();
+    const auto before = life.statusItem.pictures().value(3).pixels;
+    QApplication::setPalette(darkDesktopPalette());
+    letPass(0);
+    EXPECT_NE(life.statusItem.pictures().value(3).pixels, before);
+    QApplication::setPalette(QPalette());
+    letPass(0);
+    EXPECT_EQ(life.statusItem.pictures().value(3).pixels, before);
 }
 
 TEST_F(AppDelegateTest, leavesNothingHalfDoneWhenItQuits)
