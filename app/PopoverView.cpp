@@ -74,13 +74,13 @@ protected:
 };
 
 // A word on a rounded background of its own tint.
-class Badge : public QWidget {
+class Badge : public QLabel {
 public:
     explicit Badge(const QString& text)
-        : text(text)
+        : QLabel(text)
     {
+        setTextFormat(Qt::PlainText);
         setFont(systemFont(fontPixels::badge, QFont::Bold));
-        setAccessibleName(text);
         const auto advance = fontMetrics().horizontalAdvance(text);
         setFixedSize(advance + 10, fontMetrics().height() + 3);
     }
@@ -99,11 +99,8 @@ protected:
         painter.setBrush(ground);
         painter.drawRoundedRect(rect(), 4, 4);
         painter.setPen(tint);
-        painter.drawText(rect(), Qt::AlignCenter, text);
+        painter.drawText(rect(), Qt::AlignCenter, text());
     }
-
-private:
-    QString text;
 };
 
 class Divider : public QWidget {

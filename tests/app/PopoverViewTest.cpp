@@ -49,6 +49,7 @@ TEST_F(Panel, showsItsTextsInOrder)
         texts,
         QStringList(
             {QStringLiteral("Nullprint"),
+             QStringLiteral("BETA"),
              QStringLiteral("See what your files reveal"),
              QStringLiteral("GPS, author names, edit history — removed before you share"),
              QStringLiteral("Photos, PDFs and Word / Excel / PowerPoint. Nullprint shows what's "
@@ -100,6 +101,33 @@ TEST_F(Panel, switchIsACheckBoxForAssistiveTechnology)
     EXPECT_FALSE(accessible->state().checked);
     model.setLoginOn(true);
     EXPECT_TRUE(accessible->state().checked);
+}
+
+TEST_F(Panel, badgeIsALabelInItsTint)
+{
+    QLabel* badge = nullptr;
+    for (auto* label : view.findChildren<QLabel*>()) {
+        if (label->text() == QStringLiteral("BETA"))
+            badge = label;
+    }
+    ASSERT_NE(badge, nullptr);
+    EXPECT_EQ(badge->font().pixelSize(), 9);
+    EXPECT_EQ(badge->font().weight(), QFont::Bold);
+    EXPECT_EQ(badge->width(), badge->fontMetrics().horizontalAdvance(badge->text()) + 2 * 5);
+    EXPECT_EQ(badge->height(), badge->fontMetrics().height() + 3);
+    auto* accessible = QAccessible::queryAccessibleInterface(badge);
+    EXPECT_EQ(accessible->role(), QAccessible::StaticText);
+    EXPECT_EQ(accessible->text(QAccessible::Name), QStringLiteral("BETA"));
+    // A ground of its own tint, and the word on it.
+    const auto picture = badge->grab().toImage();
+    const auto ground = picture.pixelColor(2, picture.height() / 2);
+    EXPECT_NE(ground, view.grab().toImage().pixelColor(4, 4));
+    double most = 0;
+    for (int x = 5; x < picture.width() - 5; ++x) {
+        for (int y = 2; y < picture.height() - 2; ++y)
+            most = std::max(most, contrast(picture.pixelColor(x, y), ground));
+    }
+    EXPECT_GE(most, 4.5);
 }
 
 TEST_F(Panel, cutsNoTextOffHoweverLong)
@@ -158,7 +186,7 @@ TEST_F(Panel, hasTheDesktopsAppearance)
         const auto background = Palette::of(desktop).background;
         EXPECT_EQ(picture.pixelColor(4, 4), background);
         // Inside a card, above its first line of text: black at a twentieth.
-        auto* first = view.findChildren<QLabel*>()[3];
+        auto* first = view.findChildren<QLabel*>()[4];
         const auto card = picture.pixelColor(first->mapTo(&view, QPoint(0, -5)));
         EXPECT_NEAR(card.red(), background.red() * 0.95, 1.5);
         EXPECT_NEAR(card.blue(), background.blue() * 0.95, 1.5);
