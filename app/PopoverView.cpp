@@ -130,6 +130,13 @@ QLabel* secondaryLine(const QString& text, int pixels)
     return label;
 }
 
+// Where it does not fit on a line, it goes on after a dot.
+QString brokenBetweenParts(QString text)
+{
+    text.replace(u' ', QChar::Nbsp);
+    return text.replace(QStringLiteral("·") + QChar::Nbsp, QStringLiteral("· "));
+}
+
 PushButton* button(const QString& text, PushButton::Look look, Symbol symbol)
 {
     auto* made = new PushButton(text, look, symbol);
@@ -244,12 +251,14 @@ QWidget* PopoverView::loginRow()
 void PopoverView::showModel()
 {
     login->setChecked(model.loginOn());
-    footer->setText(
+    const auto totals =
         QStringLiteral("Beta %1 · Checked %2 · Cleaned %3 · Last clean: %4")
             .arg(QLatin1String(appVersion.data(), static_cast<qsizetype>(appVersion.size())),
                  QString::number(model.filesChecked()),
                  QString::number(model.filesCleaned()),
-                 model.lastCleanText()));
+                 model.lastCleanText());
+    footer->setText(brokenBetweenParts(totals));
+    footer->setAccessibleName(totals);
     fit();
 }
 

@@ -8,6 +8,7 @@
 #include <QAccessible>
 #include <QLabel>
 #include <QTest>
+#include <QTextLayout>
 
 #include <gtest/gtest.h>
 
@@ -25,7 +26,13 @@ protected:
         EXPECT_TRUE(QTest::qWaitForWindowActive(&view));
     }
 
-    QString footer() { return view.findChildren<QLabel*>().last()->text(); }
+    QLabel& footerLabel() { return *view.findChildren<QLabel*>().last(); }
+    // As it is read.
+    QString footer()
+    {
+        EXPECT_EQ(footerLabel().text().replace(QChar::Nbsp, u' '), footerLabel().accessibleName());
+        return footerLabel().accessibleName();
+    }
     Switch& login() { return *view.findChild<Switch*>(); }
 
     UIModel model;
@@ -43,7 +50,7 @@ TEST_F(Panel, showsItsTextsInOrder)
     QStringList texts;
     for (const auto* label : view.findChildren<QLabel*>()) {
         EXPECT_EQ(label->textFormat(), Qt::PlainText);
-        texts += label->text();
+        texts += label->text().replace(QChar::Nbsp, u' ');
     }
     EXPECT_EQ(
         texts,
@@ -69,6 +76,31 @@ TEST_F(Panel, followsTheModel)
               QStringLiteral("Beta 2.0 · Checked 12 · Cleaned 5 · Last clean: 2026-03-02 09:05"));
     model.setLoginOn(true);
     EXPECT_TRUE(login().isChecked());
+}
+
+TEST_F(Panel, breaksItsTotalsBetweenParts)
+{
+    model.setLastCleanText(QStringLiteral("2026-03-02 09:05"));
+    for (const qint64 count : {12LL, 123LL, 12345LL, 123456789012345678LL}) {
+        model.setFilesChecked(count);
+        model.setFilesCleaned(count);
+        QTextOption wrapping;
+        wrapping.setWrapMode(QTextOption::WordWrap);
+        QTextLayout layout(footerLabel().text(), footerLabel().font());
+        layout.setTextOption(wrapping);
+        layout.beginLayout();
+        QStringList lines;
+        for (auto line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+            line.setLineWidth(footerLabel().width());
+            lines += footerLabel().text().mid(line.textStart(), line.textLength()).trimmed();
+        }
+        layout.endLayout();
+        const auto last = lines.takeLast();
+        EXPECT_TRUE(last.endsWith(QStringLiteral("09:05")));
+        for (const auto& line : lines)
+            EXPECT_TRUE(line.endsWith(u'·')) << line.toStdString();
+        EXPECT_TRUE(count < 12345 || !lines.isEmpty()) << count;
+    }
 }
 
 TEST_F(Panel, asksForWhatIsPressed)
