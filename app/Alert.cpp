@@ -8,6 +8,8 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 
+#include <algorithm>
+
 namespace nullprint::app {
 namespace {
 
@@ -17,11 +19,25 @@ constexpr int smallestWidth = 320;
 constexpr int textWidth = 400;
 constexpr int textHeight = 240;
 
-bool fits(const QLabel& label)
+// No line ends behind the dot of a list.
+QString withDotsAtTheirNames(const QString& text)
 {
-    const auto needed =
-        label.fontMetrics().boundingRect(QRect(0, 0, textWidth, 0), Qt::TextWordWrap, label.text());
-    return needed.width() <= textWidth && needed.height() <= textHeight;
+    auto lines = text.split(u'\n');
+    for (QString& line : lines) {
+        if (line.startsWith(QStringLiteral("• ")))
+            line[1] = QChar::Nbsp;
+    }
+    return lines.join(u'\n');
+}
+
+// What the text takes at the width it may have.
+QSize neededBy(const QLabel& label)
+{
+    return label.fontMetrics()
+        .boundingRect(QRect(0, 0, textWidth, 0),
+                      Qt::TextWordWrap,
+                      withDotsAtTheirNames(label.text()))
+        .size();
 }
 
 // In the label's place. Names without spaces are broken where the line ends.
@@ -33,7 +49,7 @@ void makeScrollable(QGridLayout& layout, QLabel& label)
     int columns = 0;
     layout.getItemPosition(layout.indexOf(&label), &row, &column, &rows, &columns);
     label.hide();
-    auto* text = new QPlainTextEdit(label.text());
+    auto* text = new QPlainTextEdit(withDotsAtTheirNames(label.text()));
     text->setReadOnly(true);
     text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     text->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
@@ -51,8 +67,10 @@ void showInformation(QMessageBox& alert, const QString& information)
     label->setTextFormat(Qt::PlainText);
     label->setOpenExternalLinks(false);
     label->setFont(systemFont(fontPixels::body));
-    label->setMinimumWidth(smallestWidth);
-    if (auto* layout = qobject_cast<QGridLayout*>(alert.layout()); layout && !fits(*label))
+    const auto needed = neededBy(*label);
+    label->setMinimumWidth(std::clamp(needed.width(), smallestWidth, textWidth));
+    const bool fits = needed.width() <= textWidth && needed.height() <= textHeight;
+    if (auto* layout = qobject_cast<QGridLayout*>(alert.layout()); layout && !fits)
         makeScrollable(*layout, *label);
 }
 
@@ -69,6 +87,8 @@ QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& in
 {
     auto* alert = new QMessageBox(parent);
     alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                          Qt::WindowCloseButtonHint); // It is as large as its text.
     alert->setWindowTitle(QStringLiteral("Nullprint"));
     alert->setIconPixmap(
         sharedIcon().pixmap(QSize(iconSide, iconSide), alert->devicePixelRatioF()));

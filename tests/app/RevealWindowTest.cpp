@@ -1,6 +1,7 @@
 #include "app/RevealWindow.h"
 
 #include "app/BusySign.h"
+#include "app/Fonts.h"
 #include "app/Palette.h"
 #include "app/ReportView.h"
 #include "engine/reveal/ReportText.h"
@@ -17,6 +18,8 @@
 #include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextLayout>
 
 #include <gtest/gtest.h>
 
@@ -293,6 +296,37 @@ TEST_F(RevealWindow, sheetStaysSmallHoweverManyWereSkipped)
     ASSERT_NE(lines, nullptr);
     EXPECT_TRUE(lines->isVisible());
     EXPECT_EQ(lines->toPlainText(), sheet()->informativeText());
+}
+
+TEST_F(RevealWindow, sheetLeavesNoDotAloneHoweverLongTheName)
+{
+    const QFontMetrics metrics(systemFont(fontPixels::body));
+    for (std::size_t length = 20; length < 100; ++length) {
+        const auto name = std::string(length, 'n') + ".jpg";
+        const auto dotAndName = metrics.horizontalAdvance(QString::fromStdString("• " + name));
+        open({withFindings("/a.jpg")});
+        window->showCleanResult({}, {"• " + name + " — It is no picture.", "• b.txt — No."});
+        QApplication::processEvents();
+        if (const auto* lines = sheet()->findChild<QPlainTextEdit*>()) {
+            EXPECT_GT(lines->document()->firstBlock().layout()->lineAt(0).textLength(), 20);
+            EXPECT_EQ(lines->toPlainText(), sheet()->informativeText());
+        } else {
+            const auto* label =
+                sheet()->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
+            EXPECT_GE(label->width(), dotAndName) << length;
+        }
+    }
+}
+
+TEST_F(RevealWindow, sheetHasNoButtonsForItsSize)
+{
+    open({withFindings("/a.jpg")});
+    window->showCleanResult({}, {"• a.jpg — No."});
+    const auto flags = sheet()->windowFlags();
+    EXPECT_EQ(flags & Qt::WindowType_Mask, Qt::Dialog);
+    EXPECT_TRUE(flags & Qt::CustomizeWindowHint); // Otherwise the platform adds them.
+    EXPECT_FALSE(flags & Qt::WindowMinMaxButtonsHint);
+    EXPECT_TRUE(flags & Qt::WindowCloseButtonHint);
 }
 
 TEST_F(RevealWindow, tellsOfClosingOnceWhateverTheWay)
