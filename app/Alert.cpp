@@ -2,11 +2,12 @@
 
 #include "app/Fonts.h"
 #include "app/PushButton.h"
+#include "app/ReadOnlyText.h"
+#include "app/Symbols.h"
 
 #include <QApplication>
 #include <QGridLayout>
 #include <QLabel>
-#include <QPlainTextEdit>
 
 #include <algorithm>
 
@@ -49,11 +50,8 @@ void makeScrollable(QGridLayout& layout, QLabel& label)
     int columns = 0;
     layout.getItemPosition(layout.indexOf(&label), &row, &column, &rows, &columns);
     label.hide();
-    auto* text = new QPlainTextEdit(withDotsAtTheirNames(label.text()));
-    text->setReadOnly(true);
-    text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    text->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    text->setTabChangesFocus(true);
+    auto* text = new ReadOnlyText;
+    text->setPlainText(withDotsAtTheirNames(label.text()));
     text->setFixedSize(textWidth, textHeight);
     text->setAccessibleName(label.text());
     layout.addWidget(text, row, column, rows, columns);
@@ -87,8 +85,11 @@ QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& in
 {
     auto* alert = new QMessageBox(parent);
     alert->setAttribute(Qt::WA_DeleteOnClose);
-    alert->setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                          Qt::WindowCloseButtonHint); // It is as large as its text.
+    if (parent != nullptr)
+        alert->setWindowModality(Qt::WindowModal); // Which chooses other flags.
+    // It is as large as its text.
+    alert->setWindowFlags((alert->windowFlags() & Qt::WindowType_Mask) | Qt::CustomizeWindowHint |
+                          Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
     alert->setWindowTitle(QStringLiteral("Nullprint"));
     alert->setIconPixmap(
         sharedIcon().pixmap(QSize(iconSide, iconSide), alert->devicePixelRatioF()));

@@ -6,7 +6,8 @@
 namespace nullprint::app {
 
 // A message with the button “OK”, not shown yet; it deletes itself when it is closed. Both texts
-// are shown as they are, and what would not fit on the screen can be scrolled.
+// are shown as they are, and what would not fit on the screen can be scrolled. Only its parent waits
+// for it, if it has one.
 QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& information);
 
 } // namespace nullprint::app

@@ -333,13 +333,21 @@ void AppDelegate::finishServiceClean(const CleanResult& result)
     countCleaned(result, " file(s) via Finder service.");
     if (isEnding)
         return;
-    desktop.fileManager.select(result.outputs);
-    refreshPanelModel();
-
     const auto notice = serviceNotice(result);
     auto* alert = newAlert(nullptr, notice.message, notice.information);
     alert->setModal(true);
-    bringToFront(*alert);
+    alert->setWindowFlag(Qt::WindowStaysOnTopHint);
+    const auto show = [alert = QPointer(alert)] {
+        if (alert)
+            bringToFront(*alert);
+    };
+    if (result.outputs.empty()) {
+        show();
+    } else {
+        desktop.fileManager.select(result.outputs, show);
+        QTimer::singleShot(desktop.fileManagerPatience, alert, show);
+    }
+    refreshPanelModel();
 }
 
 template <typename Value>

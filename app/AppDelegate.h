@@ -32,6 +32,8 @@ struct StartRequest;
 
 inline constexpr std::chrono::milliseconds usualFirstHeartbeat = std::chrono::seconds(10);
 inline constexpr std::chrono::milliseconds usualHeartbeatPeriod = std::chrono::hours(6);
+// How long a message waits for the file manager's window, which would cover it.
+inline constexpr std::chrono::milliseconds usualFileManagerPatience = std::chrono::seconds(2);
 
 // What the delegate works with. All of it outlives the delegate.
 struct Surroundings {
@@ -47,6 +49,7 @@ struct Surroundings {
 
     std::chrono::milliseconds firstHeartbeat = usualFirstHeartbeat;
     std::chrono::milliseconds heartbeatPeriod = usualHeartbeatPeriod;
+    std::chrono::milliseconds fileManagerPatience = usualFileManagerPatience;
 };
 
 // Lives on the main thread for the whole process.

@@ -1,5 +1,6 @@
 #include "app/BusySign.h"
 
+#include "app/AccessibleRole.h"
 #include "app/Palette.h"
 
 #include <QApplication>
@@ -19,6 +20,7 @@ BusySign::BusySign(QWidget* parent)
 {
     setFixedSize(side, side);
     setAccessibleName(QStringLiteral("Cleaning"));
+    setAccessibleRole(*this, QAccessible::Animation);
     turning.setInterval(stepMs);
     connect(&turning, &QTimer::timeout, this, [this] {
         step = (step + 1) % strokes;

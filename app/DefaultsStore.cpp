@@ -12,39 +12,11 @@
 #include <cmath>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace nullprint::app {
 namespace {
-
-// Keeps other processes and threads from changing the settings. The settings' own file cannot be
-// the lock: it is a new one after each change.
-class Lock {
-public:
-    explicit Lock(const QString& path)
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
-        : file(::open(QFile::encodeName(path).constData(),
-                      O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
-                      ownersFile))
-    {
-        while (file >= 0 && ::flock(file, LOCK_EX) != 0 && errno == EINTR)
-            ;
-    }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-    ~Lock()
-    {
-        if (file >= 0)
-            ::close(file);
-    }
-
-    // Where the system has no locks (some network file systems) there is no better way than
-    // without.
-    bool isThere() const { return file >= 0; }
-
-private:
-    const int file;
-};
 
 QString configFile(const QString& name)
 {
@@ -52,7 +24,7 @@ QString configFile(const QString& name)
            QStringLiteral("/nullprint/") + name + QStringLiteral(".plist");
 }
 
-// What the file says. Nothing when it says something else than settings.
+// What a file says. Nothing when it says something else than settings.
 std::optional<QVariantMap> valuesOf(const QString& file)
 {
     if (!QFileInfo::exists(file))
@@ -85,9 +57,44 @@ bool booleanOfText(const QString& text)
 
 } // namespace
 
+// Keeps other processes and threads from changing the settings. The settings' own file cannot be
+// the lock: it is a new one after each change.
+class DefaultsStore::Lock {
+public:
+    explicit Lock(const QString& path)
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
+        : file(::open(QFile::encodeName(path).constData(),
+                      O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
+                      ownersFile))
+    {
+        while (file >= 0 && ::flock(file, LOCK_EX) != 0 && errno == EINTR)
+            ;
+    }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+    ~Lock()
+    {
+        if (file >= 0)
+            ::close(file);
+    }
+
+    // Where the system has no locks (some network file systems) there is no better way than
+    // without.
+    bool isThere() const { return file >= 0; }
+
+private:
+    const int file;
+};
+
 DefaultsStore::DefaultsStore(QString file)
     : file(std::move(file))
 {
+}
+
+DefaultsStore::~DefaultsStore()
+{
+    if (writer.joinable())
+        writer.join();
 }
 
 DefaultsStore DefaultsStore::standard()
@@ -114,10 +121,20 @@ qint64 DefaultsStore::integerOf(const QVariant& value)
     }
 }
 
+std::optional<QVariantMap> DefaultsStore::values() const
+{
+    {
+        const std::lock_guard held(guard);
+        if (waiting)
+            return readPropertyList(*waiting);
+    }
+    return valuesOf(file);
+}
+
 QVariant DefaultsStore::value(const QString& key) const
 {
-    const auto values = valuesOf(file);
-    return values ? values->value(key) : QVariant();
+    const auto all = values();
+    return all ? all->value(key) : QVariant();
 }
 
 qint64 DefaultsStore::integer(const QString& key) const
@@ -180,17 +197,67 @@ void DefaultsStore::update(const QString& key,
 
 void DefaultsStore::updateAll(const std::function<void(QVariantMap&)>& change)
 {
-    makeFolders(QFileInfo(file).path());
-    const Lock lock(file + QStringLiteral(".lock"));
-    const auto before = valuesOf(file);
+    const std::lock_guard held(guard);
+    // What waits to be written was made from the file, and nobody else has changed that since.
+    auto ours = std::move(lock);
+    if (!waiting) {
+        makeFolders(QFileInfo(file).path());
+        ours = std::make_unique<Lock>(file + QStringLiteral(".lock"));
+    }
+    const auto before = waiting ? readPropertyList(*waiting) : valuesOf(file);
     QVariantMap values = before.value_or(QVariantMap());
     change(values);
     // Without a lock file there is no writing there either, or files are used up for the moment.
-    if (!lock.isThere() || (before && values == *before))
+    if (ours->isThere() && !(before && values == *before)) {
+        if (auto xml = writePropertyList(values))
+            hand(std::move(*xml));
+    }
+    if (waiting)
+        lock = std::move(ours);
+}
+
+// To the thread that writes, which there is only while something waits.
+void DefaultsStore::hand(QByteArray xml)
+{
+    const bool isWriting = waiting.has_value();
+    waiting = std::move(xml);
+    if (isWriting)
         return;
-    const auto xml = writePropertyList(values);
-    if (xml && (before || moveAside(file)))
-        writeSmallFile(file, *xml, ownersFile);
+    try {
+        if (writer.joinable())
+            writer.join(); // It has nothing left to do.
+        writer = std::thread([this] { writeWaiting(); });
+    } catch (const std::system_error&) { // No thread can be had.
+        write(*waiting);
+        waiting.reset();
+    }
+}
+
+void DefaultsStore::writeWaiting()
+{
+    std::unique_lock held(guard);
+    QByteArray xml;
+    do {
+        xml = *waiting;
+        held.unlock();
+        write(xml);
+        held.lock();
+    } while (waiting != xml);
+    waiting.reset();
+    lock.reset();
+    written.notify_all();
+}
+
+void DefaultsStore::write(const QByteArray& xml) const
+{
+    if (valuesOf(file) || moveAside(file))
+        writeSmallFile(file, xml, ownersFile);
+}
+
+void DefaultsStore::flush()
+{
+    std::unique_lock held(guard);
+    written.wait(held, [this] { return !waiting; });
 }
 
 } // namespace nullprint::app

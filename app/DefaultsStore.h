@@ -5,19 +5,29 @@
 #include <QString>
 #include <QVariant>
 
+#include <condition_variable>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <optional>
+#include <thread>
 
 namespace nullprint::app {
 
-// Remembers nothing: each call reads the file, so that a change made by others takes effect, and
-// calls may come from any thread. A value that cannot be stored is lost without a word.
+// Remembers nothing but what is on its way to the disk: each call reads the file, so that a change
+// made by others takes effect. Calls may come from any thread and do not wait for the disk: changes
+// are written by a thread of the store's own, which keeps other processes from changing the file
+// until it is done. A value that cannot be stored is lost without a word.
 //
 // Values are bool, qint64, double, QString, QDateTime, QByteArray, QVariantList and QVariantMap.
 // What is not touched keeps its value and its type.
 class DefaultsStore {
 public:
     explicit DefaultsStore(QString file);
+    DefaultsStore(const DefaultsStore&) = delete;
+    DefaultsStore& operator=(const DefaultsStore&) = delete;
+    // Waits until every change is written.
+    ~DefaultsStore();
     // The application's own, and "pbs", which says what services there are in context menus.
     static DefaultsStore standard();
     static DefaultsStore services();
@@ -39,12 +49,26 @@ public:
     void update(const QString& key, const std::function<QVariant(const QVariant&)>& change);
     // The same for all keys at once.
     void updateAll(const std::function<void(QVariantMap&)>& change);
+    // Waits until every change so far is on the disk.
+    void flush();
 
     // A value as `integer` reads it.
     static qint64 integerOf(const QVariant& value);
 
 private:
-    QString file;
+    class Lock;
+
+    std::optional<QVariantMap> values() const;
+    void hand(QByteArray xml);
+    void writeWaiting();
+    void write(const QByteArray& xml) const;
+
+    const QString file;
+    mutable std::mutex guard; // Of what follows.
+    std::condition_variable written;
+    std::optional<QByteArray> waiting; // The whole file, as it is going to be.
+    std::unique_ptr<Lock> lock;        // Held while something waits.
+    std::thread writer;
 };
 
 } // namespace nullprint::app

@@ -1,12 +1,17 @@
 #include "app/DropWindow.h"
 
+#include "app/AccessibleRole.h"
 #include "app/FileURIs.h"
+#include "app/FocusRing.h"
 #include "app/Fonts.h"
 #include "app/Palette.h"
 #include "app/Symbols.h"
 #include "app/WindowPlace.h"
 
+#include <QApplication>
+#include <QClipboard>
 #include <QDragEnterEvent>
+#include <QKeyEvent>
 #include <QMimeData>
 #include <QPainter>
 #include <QStringList>
@@ -57,6 +62,10 @@ DropView::DropView(QWidget* parent)
 {
     setAcceptDrops(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
+    setFocusPolicy(Qt::StrongFocus);
+    setAccessibleRole(*this, QAccessible::Grouping);
+    setAccessibleDescription(
+        QStringLiteral("Files that are dropped or pasted here are checked for hidden data."));
     setFont(systemFont(fontPixels::body));
     setStatusText(statusOf(0, 0));
 }
@@ -97,14 +106,28 @@ void DropView::dragLeaveEvent(QDragLeaveEvent*)
 void DropView::dropEvent(QDropEvent* event)
 {
     setHighlighted(false);
-    auto files = readFileURLs(*event->mimeData());
-    if (files.empty()) {
+    if (take(*event->mimeData()))
+        acceptCopy(*event);
+    else
         event->ignore();
-        return;
-    }
-    acceptCopy(*event);
+}
+
+bool DropView::take(const QMimeData& data)
+{
+    auto files = readFileURLs(data);
+    if (files.empty())
+        return false;
     if (onDrop)
         onDrop(std::move(files));
+    return true;
+}
+
+void DropView::keyPressEvent(QKeyEvent* event)
+{
+    if (!event->matches(QKeySequence::Paste))
+        QWidget::keyPressEvent(event);
+    else if (const auto* data = QGuiApplication::clipboard()->mimeData())
+        take(*data);
 }
 
 // A window that goes away under a drag is not told that the drag has left.
@@ -140,16 +163,19 @@ void DropView::paintEvent(QPaintEvent*)
     painter.drawText(QRectF(0, middle.y(), width(), statusHeight),
                      Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap,
                      status);
+    if (showsFocus(*this))
+        paintFocusRing(painter, rect(), 4);
 }
 
 DropWindowController::DropWindowController(std::function<void(std::vector<FileURL>)> onDrop)
-    : dropView(std::make_unique<DropView>())
+    : dropView(new DropView(&dialog))
 {
     dropView->onDrop = std::move(onDrop);
-    dropView->setWindowTitle(QStringLiteral("Nullprint"));
-    dropView->setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                             Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
     dropView->setFixedSize(viewWidth, viewHeight);
+    dialog.setWindowTitle(QStringLiteral("Nullprint"));
+    dialog.setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                          Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
+    dialog.setFixedSize(viewWidth, viewHeight);
 }
 
 void DropWindowController::updateStatus(int cleaned, int skipped)
@@ -160,9 +186,9 @@ void DropWindowController::updateStatus(int cleaned, int skipped)
 void DropWindowController::show()
 {
     if (!isPlaced)
-        centerOnScreen(*dropView);
+        centerOnScreen(dialog);
     isPlaced = true;
-    bringToFront(*dropView);
+    bringToFront(dialog);
 }
 
 } // namespace nullprint::app

@@ -3,11 +3,12 @@
 
 #include "engine/support/FileURL.h"
 
-#include <QWidget>
+#include <QDialog>
 
 #include <functional>
-#include <memory>
 #include <vector>
+
+class QMimeData;
 
 namespace nullprint::app {
 
@@ -17,7 +18,8 @@ class DropView : public QWidget {
 public:
     explicit DropView(QWidget* parent = nullptr);
 
-    // Called with the files of a drop, in their order and whatever their kind.
+    // Called with the files of a drop, in their order and whatever their kind. What is pasted is
+    // dropped by the keyboard.
     std::function<void(std::vector<FileURL>)> onDrop;
 
     QString statusText() const { return status; }
@@ -30,10 +32,12 @@ protected:
     void dragLeaveEvent(QDragLeaveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
     void hideEvent(QHideEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
     void setHighlighted(bool on);
+    bool take(const QMimeData& data);
 
     QString status;
     bool highlighted = false;
@@ -47,10 +51,12 @@ public:
     void updateStatus(int cleaned, int skipped);
     // Brings the window to the front, also when it is minimised; centred the first time.
     void show();
-    QWidget& window() { return *dropView; }
+    QWidget& window() { return dialog; }
+    DropView& view() { return *dropView; }
 
 private:
-    std::unique_ptr<DropView> dropView;
+    QDialog dialog;
+    DropView* const dropView;
     bool isPlaced = false;
 };
 

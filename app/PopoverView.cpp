@@ -1,5 +1,6 @@
 #include "app/PopoverView.h"
 
+#include "app/AccessibleRole.h"
 #include "app/Fonts.h"
 #include "app/Palette.h"
 #include "app/PushButton.h"

@@ -64,17 +64,12 @@ struct ReportView::Styles {
 };
 
 ReportView::ReportView(const std::vector<RevealReport>& reports, QWidget* parent)
-    : QPlainTextEdit(parent)
+    : ReadOnlyText(parent)
     , reports(reports)
 {
-    setReadOnly(true);
-    setUndoRedoEnabled(false);
-    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     setFont(systemFont(fontPixels::body));
-    setTabChangesFocus(true);
     document()->setDocumentMargin(topInset);
     setViewportMargins(sideInset - topInset, 0, sideInset - topInset, 0);
     setBackgroundRole(QPalette::Base); // Of the margins, too.
@@ -221,7 +216,7 @@ void ReportView::prepareSummary()
 // Colours that were given by name do not follow the desktop's.
 void ReportView::changeEvent(QEvent* event)
 {
-    QPlainTextEdit::changeEvent(event);
+    ReadOnlyText::changeEvent(event);
     if (event->type() != QEvent::PaletteChange || styles == nullptr ||
         colors == TextColors::of(QApplication::palette()))
         return;

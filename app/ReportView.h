@@ -2,9 +2,9 @@
 #pragma once
 
 #include "app/Palette.h"
+#include "app/ReadOnlyText.h"
 #include "engine/reveal/RevealReport.h"
 
-#include <QPlainTextEdit>
 #include <QTextCharFormat>
 #include <QTextCursor>
 #include <QTimer>
@@ -19,7 +19,7 @@ namespace nullprint::app {
 // seen: thousands of files cost no time when the window is resized. The text is complete at once
 // when it is short. The rest of a long one follows in slices, so that neither windows nor input
 // wait for it; what is there is always a beginning of the whole.
-class ReportView : public QPlainTextEdit {
+class ReportView : public ReadOnlyText {
     Q_OBJECT
 
 public:

@@ -6,13 +6,14 @@
 #include "app/PushButton.h"
 #include "app/ReportView.h"
 #include "app/WindowPlace.h"
+#include "app/platform/SmallFile.h"
 #include "engine/reveal/ReportText.h"
 
 #include <QApplication>
-#include <QEvent>
 #include <QFileDialog>
 #include <QHBoxLayout>
-#include <QSaveFile>
+#include <QPaintEvent>
+#include <QPainter>
 #include <QStandardPaths>
 #include <QVBoxLayout>
 
@@ -72,7 +73,6 @@ RevealWindowController::RevealWindowController(std::vector<RevealReport> reports
                    Qt::WindowMinMaxButtonsHint | Qt::WindowCloseButtonHint);
     setWindowTitle(QStringLiteral("What’s hidden in these files"));
     setMinimumSize(smallestWidth, smallestHeight);
-    takeBackground();
     textView = new ReportView(this->reports);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
@@ -166,14 +166,13 @@ void RevealWindowController::showCleanResult(std::vector<FileURL> outputs,
 void RevealWindowController::showSkipped(const std::vector<std::string>& skipped)
 {
     auto* sheet = newAlert(this, QStringLiteral("Some files were skipped"), joined(skipped));
-    sheet->setWindowModality(Qt::WindowModal);
     sheet->open();
 }
 
 void RevealWindowController::revealCleaned()
 {
     if (!cleanedOutputs.empty())
-        fileManager.select(cleanedOutputs);
+        fileManager.select(cleanedOutputs, [] {});
 }
 
 // The panel is modal without an event loop of its own: the window may go while it is open.
@@ -195,10 +194,8 @@ void RevealWindowController::saveReport()
 void RevealWindowController::writeReport(const QString& file) const
 {
     QSaveFile saved(file);
-    if (!saved.open(QIODevice::WriteOnly))
-        return;
-    saved.write(QByteArray::fromStdString(renderReportText(reports)));
-    saved.commit();
+    if (saved.open(QIODevice::WriteOnly))
+        writeAndCommit(saved, QByteArray::fromStdString(renderReportText(reports)));
 }
 
 void RevealWindowController::closeWindow()
@@ -215,21 +212,10 @@ void RevealWindowController::done(int result)
     onClose();
 }
 
-void RevealWindowController::takeBackground()
+// Without a palette of its own: the style keeps what it draws for each palette that there ever was.
+void RevealWindowController::paintEvent(QPaintEvent* event)
 {
-    const auto background = Palette::of(QApplication::palette()).background;
-    if (palette().color(QPalette::Window) == background)
-        return;
-    QPalette own;
-    own.setColor(QPalette::Window, background);
-    setPalette(own);
-}
-
-void RevealWindowController::changeEvent(QEvent* event)
-{
-    QDialog::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange)
-        takeBackground();
+    QPainter(this).fillRect(event->rect(), Palette::of(QApplication::palette()).background);
 }
 
 } // namespace nullprint::app

@@ -41,12 +41,11 @@ public:
     void done(int result) override;
 
 protected:
-    void changeEvent(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     QWidget* buttonBar();
     QPushButton* buildCleanButton();
-    void takeBackground();
     void showSkipped(const std::vector<std::string>& skipped);
     void writeReport(const QString& file) const;
 

@@ -1,5 +1,7 @@
 #include "app/WindowPlace.h"
 
+#include "app/platform/Platform.h"
+
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
@@ -21,6 +23,9 @@ void centerOnScreen(QWidget& window)
 
 void bringToFront(QWidget& window)
 {
+    // A window that asks is at best marked there; one that is new comes to the front.
+    if (isOnWayland() && window.isVisible() && !window.isActiveWindow())
+        window.hide();
     window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
     window.show();
     window.raise();

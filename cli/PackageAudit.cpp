@@ -81,10 +81,7 @@ void auditPicture(const PackageReader& package, const PackagePart& part, Finding
     const auto bytes = package.openPart(part, limits::partBytes);
     if (!bytes.ok())
         return;
-    const auto picture = image::ImageSource::open(*bytes.value());
-    if (!picture.ok())
-        return;
-    const auto properties = picture.value().properties(0);
+    const auto properties = image::propertiesOf(*bytes.value());
     if (properties.count(image::Group::gps) > 0)
         findings.add(part.name + ": embedded image GPS");
     const auto artist = properties.text(image::Group::tiff, image::tag::artist);

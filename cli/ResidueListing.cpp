@@ -60,13 +60,10 @@ Findings findingsOf(const Properties& properties)
 
 Findings probeImage(const FileURL& url)
 {
-    Findings findings;
     const auto file = FileSource::open(url.path());
     if (!file.ok())
-        return findings;
-    const auto source = image::ImageSource::open(*file.value());
-    if (source.ok())
-        findings = findingsOf(source.value().properties(0));
+        return {};
+    Findings findings = findingsOf(image::propertiesOf(*file.value()));
     if (image::containsAny(*file.value(), std::array{image::xmpElement}))
         findings.emplace_back("raw XMP packet");
     return findings;

@@ -19,7 +19,7 @@ if(GCOVR AND NULLPRINT_TESTS)
     COMMAND ${CMAKE_COMMAND} -E remove -f coverage.html
     COMMAND find . -name *.gcda -delete
     COMMAND ${CMAKE_CTEST_COMMAND} --output-on-failure -j ${processors}
-            -R "^(unit|command-line)" -E "faults|delivered|documents|hostile|office"
+            -R "^(unit|command-line)" -E "faults|syscalls|changing|delivered|documents|hostile|office"
     COMMAND ${GCOVR} -j ${processors} --root ${PROJECT_SOURCE_DIR}
             --object-directory ${PROJECT_BINARY_DIR} --filter ${PROJECT_SOURCE_DIR}/engine/
             --filter ${PROJECT_SOURCE_DIR}/cli/

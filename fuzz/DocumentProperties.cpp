@@ -1,18 +1,28 @@
 #include "fuzz/DocumentProperties.h"
 
+#include "engine/pdf/worker/PDFFile.h"
 #include "engine/pdf/worker/Work.h"
 #include "fuzz/Require.h"
 #include "fuzz/StrictSource.h"
+
+#include <algorithm>
+#include <optional>
+#include <qpdf/Buffer.hh>
 
 namespace nullprint::fuzz {
 namespace {
 
 using pdf::Outcome;
 
-Outcome clean(ByteSpan bytes, MemorySink& copy)
+constexpr std::array metadataKeys{"/Metadata", "/PieceInfo", "/LastModified"};
+
+std::optional<Bytes> clean(ByteSpan bytes)
 {
     StrictSource source(bytes);
-    return pdf::Work(source).writeClean(copy);
+    MemorySink copy;
+    if (pdf::Work(source).writeClean(copy) != Outcome::done)
+        return std::nullopt;
+    return std::move(copy.content);
 }
 
 pdf::DocumentFacts mustDescribe(ByteSpan bytes)
@@ -23,19 +33,128 @@ pdf::DocumentFacts mustDescribe(ByteSpan bytes)
     return facts;
 }
 
+// A document that can be opened, as the library sees it.
+class Document {
+public:
+    explicit Document(ByteSpan bytes)
+        : source(bytes)
+        , file(source)
+    {
+    }
+
+    QPDF& library() { return file.document; }
+
+private:
+    StrictSource source;
+    pdf::PDFFile file;
+};
+
+// Nothing when it is damaged, or is one that goes.
+std::optional<Bytes> dataOf(QPDFObjectHandle stream)
+{
+    QPDFObjectHandle dictionary = stream.getDict();
+    if (dictionary.getKey("/Type").isNameAndEquals("/Metadata") ||
+        dictionary.getKey("/Subtype").isNameAndEquals("/XML"))
+        return std::nullopt;
+    try {
+        const auto data = stream.getRawStreamData();
+        const ByteSpan bytes(data->getBuffer(), data->getSize());
+        return Bytes(bytes.begin(), bytes.end());
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+std::vector<QPDFObjectHandle> contentsOf(QPDFObjectHandle page)
+{
+    QPDFObjectHandle contents = page.getKey("/Contents");
+    return contents.isArray() ? contents.getArrayAsVector() : std::vector{contents};
+}
+
+void checkPage(QPDFObjectHandle original, QPDFObjectHandle copy)
+{
+    const auto before = contentsOf(original);
+    const auto after = contentsOf(copy);
+    require(before.size() == after.size(), "a page has as many pieces as in its original");
+    for (std::size_t piece = 0; piece < before.size(); ++piece) {
+        QPDFObjectHandle stream = before[piece];
+        const auto data = stream.isStream() ? dataOf(stream) : std::nullopt;
+        QPDFObjectHandle copied = after[piece];
+        require(!data || (copied.isStream() && dataOf(copied) == data),
+                "a page is drawn as in its original");
+    }
+}
+
+void checkPages(ByteSpan original, ByteSpan copy)
+{
+    Document before(original);
+    Document after(copy);
+    const auto& pages = before.library().getAllPages();
+    const auto& copied = after.library().getAllPages();
+    require(pages.size() == copied.size(), "a copy has the pages of its original");
+    for (std::size_t page = 0; page < pages.size(); ++page)
+        checkPage(pages[page], copied[page]);
+}
+
+// Looks at what is in one object, and at nothing that has a number of its own.
+void checkObject(QPDFObjectHandle object)
+{
+    std::vector<QPDFObjectHandle> pending{object.isStream() ? object.getDict() : object};
+    while (!pending.empty()) {
+        QPDFObjectHandle part = pending.back();
+        pending.pop_back();
+        std::vector<QPDFObjectHandle> items;
+        if (part.isArray())
+            items = part.getArrayAsVector();
+        for (const auto& [key, value] : part.isDictionary()
+                                            ? part.getDictAsMap()
+                                            : std::map<std::string, QPDFObjectHandle>()) {
+            require(std::ranges::find(metadataKeys, key) == metadataKeys.end(),
+                    "no dictionary of a copy has metadata");
+            items.push_back(value);
+        }
+        std::ranges::copy_if(items, std::back_inserter(pending), [](QPDFObjectHandle item) {
+            return !item.isIndirect();
+        });
+    }
+}
+
+bool hasRandomBytes(QPDF& document)
+{
+    int ignored = 0;
+    auto streams = QPDF::e_none;
+    auto texts = QPDF::e_none;
+    auto files = QPDF::e_none;
+    document.isEncrypted(ignored, ignored, ignored, streams, texts, files);
+    return std::ranges::any_of(std::array{streams, texts, files}, [](auto method) {
+        return method == QPDF::e_aes || method == QPDF::e_aesv3;
+    });
+}
+
 } // namespace
 
 void checkDocument(ByteSpan bytes)
 {
-    MemorySink copy;
-    if (clean(bytes, copy) != Outcome::done)
+    const auto copy = clean(bytes);
+    if (!copy)
         return;
     mustDescribe(bytes);
-    const pdf::DocumentFacts facts = mustDescribe(copy.content);
+    const pdf::DocumentFacts facts = mustDescribe(*copy);
     require(facts.attributes.empty(), "a copy has no information dictionary");
     require(facts.annotationTitles.empty(), "annotations in a copy have no authors");
-    MemorySink again;
-    require(clean(copy.content, again) == Outcome::done, "a copy can be cleaned");
+    checkPages(bytes, *copy);
+    const auto again = clean(*copy);
+    require(again.has_value(), "a copy can be cleaned");
+    checkCopyOfDocument(*copy, *again);
+}
+
+void checkCopyOfDocument(ByteSpan copy, ByteSpan again)
+{
+    Document document(copy);
+    for (const QPDFObjectHandle& object : document.library().getAllObjects())
+        checkObject(object);
+    require(hasRandomBytes(document.library()) || std::ranges::equal(copy, again),
+            "cleaning a copy changes nothing");
 }
 
 } // namespace nullprint::fuzz

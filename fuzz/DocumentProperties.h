@@ -5,7 +5,13 @@
 
 namespace nullprint::fuzz {
 
-// Ends the program when a promise is broken.
+// Describes and cleans `bytes` as the worker does with a file, and ends the program when a promise
+// is broken: what checkCopyOfDocument asks for, a copy with the pages of its original, drawn by the
+// same instructions, that tells nothing.
 void checkDocument(ByteSpan bytes);
+
+// Ends the program unless no dictionary of the copy has metadata, and its own copy is the same, as
+// far as it can be: what is encrypted with AES begins with random bytes, in each text and stream.
+void checkCopyOfDocument(ByteSpan copy, ByteSpan again);
 
 } // namespace nullprint::fuzz

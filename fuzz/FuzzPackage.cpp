@@ -4,6 +4,6 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     nullprint::fuzz::checkPackage({data, size});
-    nullprint::fuzz::checkParts({data, size});
+    nullprint::fuzz::checkPackage(nullprint::fuzz::packageOf({data, size}));
     return 0;
 }

@@ -1,12 +1,18 @@
 #include "fuzz/Properties.h"
 
 #include "fuzz/Require.h"
+#include "fuzz/Samples.h"
 #include "fuzz/StrictSource.h"
+
+#include <algorithm>
 
 namespace nullprint::fuzz {
 namespace {
 
 using namespace nullprint::image;
+
+// Of how many frames of a copy the properties are looked at.
+constexpr std::uint32_t lookedAt = 8;
 
 void checkBlocks(const Blocks& blocks, std::uint64_t size)
 {
@@ -58,7 +64,8 @@ void checkCopy(const ImageFormat& format, ByteSpan copy, std::optional<std::uint
     require(formatOf(source) == &format, "a copy is of the type of its original");
     require(format.checkHeader(source).ok(), "a copy can be opened");
     require(look(format, source) == frames, "a copy has the frames of its original");
-    checkNothingRevealed(format.readProperties(source, 0));
+    for (std::uint32_t frame = 0; frame < std::min(frames.value_or(1), lookedAt); ++frame)
+        checkNothingRevealed(format.readProperties(source, frame));
     const auto blocks = format.split(source);
     require(blocks.ok(), "a copy can be split");
     checkBlocks(blocks.value(), copy.size());
@@ -85,14 +92,7 @@ void checkPicture(const ImageFormat& format, ByteSpan bytes)
         return;
     require(blocks.ok(), "what can be cleaned can be split");
     checkCopy(format, *copy, frames);
-}
-
-void checkPicture(ByteSpan bytes)
-{
-    StrictSource source(bytes);
-    const ImageFormat* format = formatOf(source);
-    if (format != nullptr)
-        checkPicture(*format, bytes);
+    checkSamples(bytes, *copy);
 }
 
 } // namespace nullprint::fuzz

@@ -1,6 +1,6 @@
 #include "fuzz/StrictSource.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace nullprint::fuzz {
 
@@ -11,9 +11,9 @@ Result<ByteSpan> StrictSource::view(std::uint64_t offset, std::size_t length)
         return Error{"more than a window", offset};
     const ByteSpan wanted = NP_TRY(memory.view(offset, length));
     loan = std::make_unique<Byte[]>(length);
-    const std::span<Byte> lent(loan.get(), length);
-    std::ranges::copy(wanted, lent.begin());
-    return ByteSpan(lent);
+    if (length > 0) // Not a loop, each round of which a fuzzing engine would count.
+        std::memcpy(loan.get(), wanted.data(), length);
+    return ByteSpan(loan.get(), length);
 }
 
 Result<Done> StrictSource::read(std::uint64_t offset, std::span<Byte> target)

@@ -5,8 +5,8 @@ try-packages.sh, as an ordinary user; ends with 1 when something did not happen.
   try-desktop.py PICTURES MANAGER…
 
 starts a display and a session of its own. The application is launched as a menu of programs does it,
-and quit. Then, in each file manager (thunar, nemo, caja, pcmanfm), both entries of the context menu
-are chosen, for a photo and a document at once. PICTURES gets a picture of every menu and of what
+and quit. Then, in each file manager (thunar, nemo, caja, pcmanfm, nautilus, dolphin), both entries of
+the context menu are chosen, for a photo and a document at once. PICTURES gets a picture of every menu and of what
 came of it.
 """
 import os
@@ -23,8 +23,13 @@ SECONDS = 40
 ID = "org.nullprint.Nullprint"
 SHOW, SCRUB = "Show Hidden Metadata (Nullprint)", "Scrub Metadata (Nullprint)"
 EXAMPLES = pathlib.Path("/srv/examples")
-# The menu in which a file manager has the entries; None is the context menu itself.
-MANAGERS = {"thunar": "Send To", "nemo": None, "caja": "Caja-Actions actions", "pcmanfm": None}
+# The menu in which a file manager has the entries; those that are not here have them in the context
+# menu itself.
+SUBMENUS = {"thunar": "Send To", "caja": "Caja-Actions actions"}
+# Where the first file is in the windows of managers whose keyboard does not begin with the files.
+FIRST_FILES = {"nautilus": (340, 110), "dolphin": (327, 118)}
+# How far the entries are from the end of a menu of which nobody is told.
+FROM_END = {"dolphin": {SHOW: 2, SCRUB: 3}}
 
 
 def wait_for(what, question):
@@ -82,7 +87,7 @@ class Session:
         print(f"  {path.name}", flush=True)
 
     @staticmethod
-    def find(role, *names):
+    def find(role, *names, state=None):
         import pyatspi  # pylint: disable=import-error,import-outside-toplevel
         for application in pyatspi.Registry.getDesktop(0):
             if application is None:
@@ -90,7 +95,7 @@ class Session:
             for node in all_of(application):
                 try:
                     if node.getRoleName() in role and node.name in names and \
-                            node.getState().contains(pyatspi.STATE_SHOWING):
+                            node.getState().contains(state or pyatspi.STATE_SHOWING):
                         return node
                 except Exception:  # pylint: disable=broad-except
                     continue
@@ -101,6 +106,17 @@ class Session:
         item = wait_for(f"“{names[0]}”", lambda: self.find(("menu", "menu item"), *names))
         place = item.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
         xdo("mousemove", str(place.x + place.width // 2), str(place.y + place.height // 2), "click", "1")
+
+    def choose_by_keys(self, name):
+        """In menus that do not say where they are."""
+        import pyatspi  # pylint: disable=import-error,import-outside-toplevel
+
+        def is_reached():
+            xdo("key", "Up")
+            time.sleep(0.2)
+            return self.find(("menu item",), name, state=pyatspi.STATE_FOCUSED)
+        wait_for(f"“{name}”", is_reached)
+        xdo("key", "Return")
 
 
 def try_launcher(session):
@@ -132,19 +148,32 @@ class FileManager:
         window = wait_for("a window", lambda: xdo("search", "--onlyvisible", "--name", self.folder.name))[-1]
         xdo("windowactivate", "--sync", window)
         time.sleep(2)  # Until it shows its files.
+        first = FIRST_FILES.get(self.name)
+        if first:
+            xdo("mousemove", "--window", window, *map(str, first))
+        if self.name == "nautilus":
+            xdo("click", "1")
+        time.sleep(0.5)
         xdo("key", "ctrl+a")
         time.sleep(0.5)
-        xdo("key", "shift+F10")
-        submenu = MANAGERS[self.name]
-        if submenu:
-            self.session.choose(submenu)
+        xdo(*(("click", "3") if self.name == "dolphin" else ("key", "shift+F10")))
+        if self.name in SUBMENUS:
+            self.session.choose(SUBMENUS[self.name])
 
     def select(self, title):
         self.open_menu()
-        wait_for(f"“{title}” in {self.name}", lambda: self.session.find(("menu item",), title))
+        if self.name in FROM_END:
+            time.sleep(1)
+        elif self.name != "nautilus":
+            wait_for(f"“{title}” in {self.name}", lambda: self.session.find(("menu item",), title))
         time.sleep(0.5)
         self.session.picture(f"{self.name}-menu")
-        self.session.choose(title)
+        if self.name in FROM_END:
+            xdo("key", *["Up"] * FROM_END[self.name][title], "Return")
+        elif self.name == "nautilus":
+            self.session.choose_by_keys(title)
+        else:
+            self.session.choose(title)
 
     def try_both(self):
         process = self.session.start(self.name, str(self.folder))

@@ -125,10 +125,22 @@ expect_viewer() {
         fail "it is not offered to open a picture with"
 }
 
+# Whatever is recommended is to be had, and asks for nothing that is in the way.
+expect_recommended() {
+    in_system 'recommended=$(dpkg-deb -f /srv/nullprint-desktop_*.deb Recommends | sed "s/|[^,]*//g; s/,/ /g")
+        apt-get install --install-recommends -s -q /srv/nullprint_*.deb /srv/nullprint-desktop_*.deb >/tmp/recommended
+        for name in $recommended; do
+            grep -q "^Inst $name " /tmp/recommended || dpkg-query -W "$name" >/dev/null || { echo "$name"; exit 1; }
+        done
+        ! grep "^Remv" /tmp/recommended' || fail "what is recommended cannot be installed"
+}
+
 try_desktop() {
     new_system desktop
+    expect_recommended
     say "the application, over an older one, beside file managers and viewers"
-    apt_get install thunar nemo caja caja-actions pcmanfm libfm-modules ristretto xvfb openbox xdotool \
+    apt_get install thunar nemo caja caja-actions pcmanfm libfm-modules nautilus python3-nautilus dolphin \
+        ristretto xvfb openbox xdotool \
         dbus at-spi2-core python3-pyatspi libgail-common libatk-adaptor librsvg2-common \
         fonts-dejavu-core fonts-noto-color-emoji adwaita-icon-theme shared-mime-info libglib2.0-bin \
         xdg-utils desktop-file-utils
@@ -151,7 +163,7 @@ try_desktop() {
     rm -f "$root"/build/pictures/*.png
     install -d -m 777 "$system/srv/pictures"
     status=0
-    as_jane '/srv/try-desktop.py /srv/pictures thunar nemo caja pcmanfm 2>/tmp/desktop.log' || status=$?
+    as_jane '/srv/try-desktop.py /srv/pictures thunar nemo caja pcmanfm nautilus dolphin 2>/tmp/desktop.log' || status=$?
     cp "$system"/srv/pictures/*.png "$root/build/pictures/"
     [ $status = 0 ] || { tail -n 20 "$system/tmp/desktop.log"; fail "see build/pictures"; }
     purge nullprint-desktop nullprint

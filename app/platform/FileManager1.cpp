@@ -66,12 +66,11 @@ FileManager1::FileManager1(QDBusConnection connection,
 {
 }
 
-void FileManager1::select(const std::vector<FileURL>& files)
+void FileManager1::select(const std::vector<FileURL>& files, std::function<void()> answered)
 {
-    if (files.empty())
-        return;
-    if (!bus.isConnected()) {
+    if (files.empty() || !bus.isConnected()) {
         openFolders(files);
+        answered();
         return;
     }
     // Fails when the manager does not run yet: then it is not known which one it will be.
@@ -80,14 +79,16 @@ void FileManager1::select(const std::vector<FileURL>& files)
                                                QStringLiteral("org.freedesktop.DBus"),
                                                QStringLiteral("GetConnectionUnixProcessID"));
     auto* answer = new QDBusPendingCallWatcher(bus.asyncCall(call << service, answerMs), this);
-    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer, files] {
+    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer, files, answered] {
         const QDBusPendingReply<uint> process = *answer;
-        show(files, !process.isError() && showsAllInOneWindow(process.value()));
+        show(files, !process.isError() && showsAllInOneWindow(process.value()), answered);
         answer->deleteLater();
     });
 }
 
-void FileManager1::show(const std::vector<FileURL>& files, bool showsAllInOneWindow)
+void FileManager1::show(const std::vector<FileURL>& files,
+                        bool showsAllInOneWindow,
+                        const std::function<void()>& answered)
 {
     auto call = QDBusMessage::createMethodCall(service,
                                                QStringLiteral("/org/freedesktop/FileManager1"),
@@ -95,9 +96,10 @@ void FileManager1::show(const std::vector<FileURL>& files, bool showsAllInOneWin
                                                QStringLiteral("ShowItems"));
     call << urisToShow(files, showsAllInOneWindow) << QString();
     auto* answer = new QDBusPendingCallWatcher(bus.asyncCall(call, answerMs), this);
-    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer, files] {
+    connect(answer, &QDBusPendingCallWatcher::finished, this, [this, answer, files, answered] {
         if (answer->isError())
             openFolders(files);
+        answered();
         answer->deleteLater();
     });
 }

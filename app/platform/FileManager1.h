@@ -23,10 +23,12 @@ public:
     explicit FileManager1(QDBusConnection bus = QDBusConnection::sessionBus(),
                           std::function<void(const QByteArray& folder)> openFolder = {});
 
-    void select(const std::vector<FileURL>& files) override;
+    void select(const std::vector<FileURL>& files, std::function<void()> answered) override;
 
 private:
-    void show(const std::vector<FileURL>& files, bool showsAllInOneWindow);
+    void show(const std::vector<FileURL>& files,
+              bool showsAllInOneWindow,
+              const std::function<void()>& answered);
     void openFolders(const std::vector<FileURL>& files) const;
 
     QDBusConnection bus;

@@ -1,6 +1,7 @@
 #include "app/platform/Popover.h"
 
 #include "app/WindowPlace.h"
+#include "app/platform/Platform.h"
 
 #include <QAccessible>
 #include <QGuiApplication>
@@ -9,18 +10,16 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <chrono>
 
 namespace nullprint::app {
 namespace {
 
 // Between the click that closes the panel and its arrival as an activation.
 constexpr qint64 sameClickMs = 250;
+// For the pointer's way from the icon to the panel.
+constexpr std::chrono::milliseconds wayToPanel{2'000};
 constexpr int gap = 4;
-
-bool isOnWayland()
-{
-    return QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
-}
 
 // Popups of X11 need no place in a task bar; Wayland has them only on top of other windows.
 Qt::WindowFlags windowKind(bool asWindow)
@@ -62,6 +61,8 @@ Popover::Popover(QWidget* content)
     layout->setSizeConstraint(QLayout::SetFixedSize); // It follows its content while it is open.
     layout->addWidget(content);
     setWindowFlags(windowKind(false));
+    withoutFocus.setSingleShot(true);
+    connect(&withoutFocus, &QTimer::timeout, this, &QWidget::close);
 }
 
 bool Popover::wasJustClosed() const
@@ -131,15 +132,29 @@ void Popover::placeAsWindow()
 
 bool Popover::event(QEvent* event)
 {
-    // Popups are closed by their grab; on Wayland the focus tells of a click elsewhere.
-    if (event->type() == QEvent::WindowDeactivate && windowType() == Qt::Tool)
-        close();
+    if (windowType() == Qt::Tool)
+        followFocus(event->type());
     return QWidget::event(event);
+}
+
+// Popups are closed by their grab; on Wayland the focus tells of a click elsewhere. But some
+// compositors give it to whatever the pointer passes, also on its way to the panel.
+void Popover::followFocus(QEvent::Type change)
+{
+    if (change == QEvent::Enter)
+        isReached = true;
+    else if (change == QEvent::WindowActivate)
+        withoutFocus.stop();
+    else if (change == QEvent::WindowDeactivate && isReached)
+        close();
+    else if (change == QEvent::WindowDeactivate)
+        withoutFocus.start(wayToPanel);
 }
 
 void Popover::showEvent(QShowEvent* event)
 {
     QWidget::showEvent(event);
+    isReached = false;
     tellOfBeingActive();
 }
 
@@ -156,6 +171,7 @@ void Popover::tellOfBeingActive()
 
 void Popover::hideEvent(QHideEvent* event)
 {
+    withoutFocus.stop();
     tellOfBeingActive();
     if (!isTransient())
         lastPlaceAsWindow = pos();

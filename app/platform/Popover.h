@@ -3,6 +3,8 @@
 #pragma once
 
 #include <QElapsedTimer>
+#include <QEvent>
+#include <QTimer>
 #include <QWidget>
 
 #include <optional>
@@ -42,9 +44,12 @@ private:
     void setKind(bool asWindow);
     void placeAt(const std::optional<QRect>& anchor);
     void placeAsWindow();
+    void followFocus(QEvent::Type change);
     void tellOfBeingActive();
 
     QElapsedTimer sinceClosedByClick;
+    QTimer withoutFocus;
+    bool isReached = false; // By the pointer, since it was opened.
     std::optional<QPoint> lastPlaceAsWindow;
     bool closesItself = true;
 };

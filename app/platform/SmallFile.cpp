@@ -4,7 +4,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <span>
 #include <sys/stat.h>
@@ -41,10 +40,15 @@ std::optional<QString> writeSmallFile(const QString& path, const QByteArray& con
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || ::fchmod(file.handle(), mode) != 0)
         return file.errorString();
-    file.write(content);
-    if (!file.commit())
+    if (!writeAndCommit(file, content))
         return file.errorString();
     return std::nullopt;
+}
+
+bool writeAndCommit(QSaveFile& file, const QByteArray& content)
+{
+    // What was still to be written when it is committed may fail unnoticed.
+    return file.write(content) == content.size() && file.flush() && file.commit();
 }
 
 } // namespace nullprint::app

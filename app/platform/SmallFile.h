@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QSaveFile>
 #include <QString>
 
 #include <optional>
@@ -23,5 +24,8 @@ std::optional<QByteArray> readSmallFile(const QString& path);
 // Replaces a file, or what a link there leads to, in one step; until then the old one stays as it
 // is. Missing folders are made, for the user alone. Yields the description of an error, or nothing.
 std::optional<QString> writeSmallFile(const QString& path, const QByteArray& content, mode_t mode);
+
+// The whole content of an open file, or no change where it was to be.
+bool writeAndCommit(QSaveFile& file, const QByteArray& content);
 
 } // namespace nullprint::app

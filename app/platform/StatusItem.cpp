@@ -1,7 +1,8 @@
 #include "app/platform/StatusItem.h"
 
+#include "app/platform/Platform.h"
+
 #include <QCursor>
-#include <QGuiApplication>
 
 namespace nullprint::app {
 namespace {
@@ -9,12 +10,12 @@ namespace {
 // How long a tray may take to come, or to come back.
 constexpr std::chrono::milliseconds patience{3'000};
 
-bool isOnX11()
-{
-    return QGuiApplication::platformName() == QStringLiteral("xcb");
-}
-
 } // namespace
+
+QPoint placeOfClick(QPoint told, QPoint pointer, qreal scale)
+{
+    return told.isNull() || !qFuzzyCompare(scale, 1.0) ? pointer : told;
+}
 
 StatusItem::StatusItem(QDBusConnection bus)
     : item(std::move(bus))
@@ -22,8 +23,8 @@ StatusItem::StatusItem(QDBusConnection bus)
     patienceTimer.setSingleShot(true);
     connect(&patienceTimer, &QTimer::timeout, this, &StatusItem::chooseHost);
     connect(&item, &NotifierItem::activated, this, [this](const QPoint& click) {
-        // Hosts without a place for it say (0, 0).
-        activateAt({click.isNull() ? QCursor::pos() : click, QSize(1, 1)});
+        const auto place = placeOfClick(click, QCursor::pos(), qGuiApp->devicePixelRatio());
+        activateAt({place, QSize(1, 1)});
     });
     connect(&item, &NotifierItem::hostChanged, this, &StatusItem::hostChanged);
 }

@@ -12,6 +12,10 @@
 
 namespace nullprint::app {
 
+// Where a click on the icon was. A host may not tell the place, hence (0, 0), or tell it in the
+// screen's pixels or in its own, which at a scale are not ours; then the pointer is there.
+QPoint placeOfClick(QPoint told, QPoint pointer, qreal scale);
+
 // StatusNotifierItem comes first; the older XEmbed tray of X11 serves while no host for that is
 // there. Never are two icons shown.
 class StatusItem : public QObject {

@@ -315,19 +315,23 @@ std::uint64_t absoluteBytes(Coding coding, std::uint64_t count)
 // WINGDI, "Bitmap compression": a run of a colour is its length and the colour; a zero begins an
 // end of line (0), the end of the bitmap (1), a step (2, right, down) or pixels as they are. Yields
 // where the bitmap ends: at that mark, which may be missing behind the last line; nothing when the
-// data ends before.
+// data ends before. A step may lead out of a damaged bitmap. Viewers differ in what they make of
+// what follows, so it stays, up to a mark within the announced size.
 Result<std::optional<std::uint64_t>>
 endOfRuns(ByteSource& source, const Header& header, ByteRange room)
 {
+    const std::uint64_t announced = std::min<std::uint64_t>(room.length, header.imageBytes);
     CodeReader reader(source, room);
     std::uint64_t line = 0;
+    bool hasLeft = false;
     std::optional<std::uint64_t> end; // Once the last line is over.
     while (const auto code = NP_TRY(reader.pair())) {
         const auto [count, value] = *code;
         const bool isMark = count == 0 && value == 1;
-        if (isMark)
+        const bool isBeyond = reader.position() > room.offset + announced;
+        if (isMark && (!hasLeft || !isBeyond))
             end = reader.position();
-        if (isMark || end)
+        if (isMark || (end && (!hasLeft || isBeyond)))
             return end;
         bool isThere = true;
         if (count != 0) {
@@ -338,12 +342,13 @@ endOfRuns(ByteSource& source, const Header& header, ByteRange room)
             const auto step = NP_TRY(reader.pair());
             isThere = step.has_value();
             line += step.value_or(std::array<Byte, 2>{})[1];
+            hasLeft = hasLeft || (!end && line >= header.height);
         } else {
             isThere = reader.skip(absoluteBytes(header.coding, value));
         }
         if (!isThere)
             break;
-        if (line >= header.height)
+        if (!end && line >= header.height)
             end = reader.position();
     }
     return end;

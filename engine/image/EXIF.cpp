@@ -47,24 +47,6 @@ std::string commentText(ByteSpan raw, ByteOrder order)
     return textFromUTF16(text, likelyOrder(text, order));
 }
 
-// Degrees, minutes and seconds as decimal degrees (Exif 4.6.6, GPSLatitude).
-Value degrees(Value value)
-{
-    if (const double* whole = std::get_if<double>(&value))
-        return *whole;
-    const auto* parts = std::get_if<Numbers>(&value);
-    if (parts == nullptr)
-        return Opaque{};
-    constexpr std::size_t most = 3; // Readers pass over what stands behind the seconds.
-    double total = 0;
-    double scale = 1;
-    for (const double part : std::span(*parts).first(std::min(most, parts->size()))) {
-        total += part / scale;
-        scale *= 60;
-    }
-    return total;
-}
-
 class Reader {
 public:
     Reader(const IFDReader& ifds, ByteSource& source, Properties& properties)
@@ -88,13 +70,10 @@ public:
 private:
     void readLinked(const Directory& parent, std::uint16_t tag, Group group)
     {
-        const Field* pointer = parent.find(tag);
-        if (pointer == nullptr)
+        const auto offset = ifds.firstInteger(parent.find(tag));
+        if (!offset)
             return;
-        const auto offsets = ifds.integers(*pointer, 1);
-        if (!offsets.ok() || offsets.value().empty())
-            return;
-        const auto directory = ifds.readDirectory(offsets.value()[0]);
+        const auto directory = ifds.readDirectory(*offset);
         if (!directory.ok())
             return;
         for (const Field& field : directory.value().fields)
@@ -112,10 +91,29 @@ private:
             const auto raw = source.copyOf({field.value.offset, length});
             return raw.ok() ? Value(commentText(raw.value(), ifds.order())) : Value();
         }
-        Value value = ifds.value(field);
         const bool isCoordinate = group == Group::gps &&
                                   (field.tag == tag::gpsLatitude || field.tag == tag::gpsLongitude);
-        return isCoordinate ? degrees(std::move(value)) : value;
+        return isCoordinate && field.type != FieldType::ascii ? degrees(field) : ifds.value(field);
+    }
+
+    // Degrees, minutes and seconds as decimal degrees (Exif 4.6.6, GPSLatitude). Minutes and
+    // seconds that are no number, as writers have them that do not know any, count for nothing.
+    Value degrees(const Field& field) const
+    {
+        constexpr std::uint64_t most = 3; // Readers pass over what stands behind the seconds.
+        const std::uint32_t size = sizeOfType(field.type);
+        double total = 0;
+        double scale = 1;
+        for (std::uint64_t index = 0; index < std::min(most, field.count); ++index) {
+            const ByteRange place{field.value.offset + index * size, size};
+            const Value part = ifds.value({field.tag, field.type, 1, place});
+            const double* number = std::get_if<double>(&part);
+            if (number == nullptr && index == 0)
+                return Opaque{};
+            total += number != nullptr ? *number / scale : 0;
+            scale *= 60;
+        }
+        return field.count > 0 ? Value(total) : Opaque{};
     }
 
     const IFDReader& ifds;
@@ -211,11 +209,10 @@ void readEXIF(ByteSource& source, Properties& properties)
 
 void readEXIFBlock(ByteSource& source, ByteRange block, Properties& properties)
 {
-    constexpr std::string_view mark("Exif\0", 5); // And a padding byte, which is not always 0.
-    constexpr std::size_t markBytes = mark.size() + 1;
     ByteCursor cursor(source, block);
-    if (cursor.startsWith(mark) && block.length >= markBytes)
-        block = {block.offset + markBytes, block.length - markBytes};
+    // The mark's last byte is padding, which is not always 0.
+    if (cursor.startsWith(exifMark.substr(0, 5)) && block.length >= exifMark.size())
+        block = {block.offset + exifMark.size(), block.length - exifMark.size()};
     PartSource part(source, block);
     readEXIF(part, properties);
 }

@@ -6,6 +6,9 @@
 
 namespace nullprint::image {
 
+// Stands before the structure in a JPEG (4.5.4), and where writers of other formats copy it.
+inline constexpr std::string_view exifMark("Exif\0\0", 6);
+
 // Adds what the structure in `source` says: its first directory (group tiff), the Exif and the GPS
 // directory. Coordinates become decimal degrees. Whatever cannot be read is left out.
 void readEXIF(ByteSource& source, Properties& properties);
@@ -16,8 +19,7 @@ void readEXIFDirectories(const IFDReader& reader,
                          std::uint64_t directory,
                          Properties& properties);
 
-// The same for a block that may have "Exif\0\0" before the structure, as JPEG has it and some
-// writers of other formats copy it.
+// The same for a block that may have the mark before the structure.
 void readEXIFBlock(ByteSource& source, ByteRange block, Properties& properties);
 
 // The orientation, when there is one and it is not the normal one: 2 to 8.

@@ -34,6 +34,14 @@ constexpr std::array typeSizes{
     TypeSize{FieldType::utf8, 1},
 };
 
+Result<std::uint64_t> unsignedFrom(std::int64_t value, const ByteCursor& cursor)
+{
+    if (value < 0)
+        return cursor.fail("negative offset or size");
+    return static_cast<std::uint64_t>(value);
+}
+
+// Some writers give offsets a signed type, and readers follow them.
 Result<std::uint64_t> readInteger(ByteCursor& cursor, FieldType type)
 {
     switch (type) {
@@ -47,6 +55,10 @@ Result<std::uint64_t> readInteger(ByteCursor& cursor, FieldType type)
     case FieldType::unsigned64:
     case FieldType::ifd64:
         return cursor.u64();
+    case FieldType::signed32:
+        return unsignedFrom(static_cast<std::int32_t>(NP_TRY(cursor.u32())), cursor);
+    case FieldType::signed64:
+        return unsignedFrom(static_cast<std::int64_t>(NP_TRY(cursor.u64())), cursor);
     default:
         return cursor.fail("field is not an integer");
     }

@@ -11,6 +11,12 @@ Result<ImageSource> ImageSource::open(ByteSource& bytes)
     return ImageSource(bytes, *format);
 }
 
+Properties propertiesOf(ByteSource& bytes)
+{
+    const ImageFormat* format = formatOf(bytes);
+    return format == nullptr ? Properties() : format->readProperties(bytes, 0);
+}
+
 Result<Done> writeCleanImage(const ImageSource& source, ImageType type, ByteSink& destination)
 {
     if (type != source.type())

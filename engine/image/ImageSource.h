@@ -31,6 +31,11 @@ private:
     const ImageFormat* format;
 };
 
+// What a file's first picture says of itself, as far as it can be read. More is told than can be
+// opened: a picture that is cut short in the middle of its metadata gives them away all the same.
+// Nothing when the content is of no known type.
+Properties propertiesOf(ByteSource& bytes);
+
 // Writes the picture to `destination` with the pixels, frames, timing, profile, resolution and
 // orientation it has, and nothing else. `type` must be the source's own: nothing is converted. On
 // failure the destination holds an unfinished picture, which the caller throws away.

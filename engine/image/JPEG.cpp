@@ -521,7 +521,8 @@ Result<Blocks> splitJPEGStream(ByteSource& source)
         if (isEnd && !sawScan)
             return segment.ok() ? Error{"a second start of image", before.position()}
                                 : segment.error();
-        if (isEnd) {
+        // What is no whole segment ends the stream: nothing is looked for in what it says it holds.
+        if (isEnd || segment.value().marker == 0) {
             cursor = before;
             break;
         }

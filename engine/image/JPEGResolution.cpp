@@ -50,7 +50,7 @@ void writeJFIF(OutputPlan& plan, ByteSpan density)
 void writeEXIF(OutputPlan& plan, ByteSpan structure)
 {
     Bytes payload;
-    append(payload, std::string_view("Exif\0\0", 6));
+    append(payload, exifMark);
     append(payload, structure);
     writeSegment(plan, 0xE1, payload);
 }

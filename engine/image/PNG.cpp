@@ -402,31 +402,45 @@ Result<bool> hasFrames(ByteSource& source)
     return isFound;
 }
 
-// Whether the copy holds the chunk as it is. `isIdle`: the animation is one by name only.
-bool isCopied(const Chunk& chunk, bool isIdle)
-{
-    const bool isEnd = chunk.type == fourCC("IEND"); // Written fresh.
-    const bool isAnimation = chunk.kind == BlockKind::animation || chunk.type == fourCC("fdAT");
-    return isKept(chunk.kind) && !isEnd && !(isAnimation && isIdle);
-}
+// What a chunk is in its file. An animation that is one by name only is none.
+class ChunkJudge {
+public:
+    explicit ChunkJudge(ByteSource& source)
+        : source(source)
+    {
+    }
+
+    Result<BlockKind> kindOf(const Chunk& chunk)
+    {
+        if (chunk.type == fourCC("acTL") && isKept(chunk.kind))
+            isIdle = !NP_TRY(hasFrames(source));
+        const bool isAnimation = chunk.kind == BlockKind::animation || chunk.type == fourCC("fdAT");
+        return isAnimation && isIdle ? BlockKind::extraImage : chunk.kind;
+    }
+
+private:
+    ByteSource& source;
+    bool isIdle = false;
+};
 
 // One walk serves the copy and the orientation in it: a large file has thousands of chunks.
 Result<OutputPlan> planCleanCopy(ByteSource& source)
 {
     PropertyCollector collector(source);
+    ChunkJudge judge(source);
     bool hasPixels = false;
-    bool isIdle = false;
     OutputPlan plan; // Up to the header, behind which the orientation goes.
     OutputPlan body;
     plan.copy({0, signature.size()});
     const auto visit = [&](const Chunk& chunk) -> Result<Done> {
         collector.visit(chunk);
         hasPixels = hasPixels || chunk.type == fourCC("IDAT");
-        if (chunk.type == fourCC("acTL") && isKept(chunk.kind))
-            isIdle = !NP_TRY(hasFrames(source));
-        if (chunk.type == fourCC("iCCP") && isKept(chunk.kind))
+        const BlockKind kind = NP_TRY(judge.kindOf(chunk));
+        if (!isKept(kind))
+            return Done{};
+        if (chunk.type == fourCC("iCCP"))
             return planProfile(source, chunk, body);
-        if (isCopied(chunk, isIdle))
+        if (chunk.type != fourCC("IEND")) // Written fresh.
             (chunk.type == fourCC("IHDR") ? plan : body).copy(chunk.whole);
         return Done{};
     };
@@ -449,10 +463,14 @@ bool hasSignature(ByteSpan head)
 
 Result<Blocks> splitPNG(ByteSource& source)
 {
+    ChunkJudge judge(source);
     Blocks blocks;
     NP_TRY(blocks.add(BlockKind::structure, {0, signature.size()}));
-    const ByteRange trailer = NP_TRY(
-        walk(source, [&](const Chunk& chunk) { return blocks.add(chunk.kind, chunk.whole); }));
+    const auto visit = [&](const Chunk& chunk) -> Result<Done> {
+        const BlockKind kind = NP_TRY(judge.kindOf(chunk));
+        return blocks.add(kind, chunk.whole);
+    };
+    const ByteRange trailer = NP_TRY(walk(source, visit));
     NP_TRY(blocks.add(BlockKind::trailer, trailer));
     return blocks;
 }

@@ -97,8 +97,12 @@ Result<std::vector<TIFFPage>> readPages(const IFDReader& reader, ByteSource& sou
     std::vector<TIFFPage> pages;
     std::uint64_t effort = 0;
     const auto visit = [&](const Directory& directory) -> Result<bool> {
-        if (!describesPicture(reader, directory))
+        if (!describesPicture(reader, directory)) {
+            // Raw formats have the picture proper in one that does not tell its size.
+            if (hasStripsOrTiles(directory))
+                return Error{"strips or tiles of no known size", directory.place.offset};
             return true;
+        }
         pages.push_back(NP_TRY(readTIFFPage(reader, source, directory)));
         effort += pages.back().effort;
         if (effort > limits::blocks)

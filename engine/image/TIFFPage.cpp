@@ -414,14 +414,18 @@ private:
 
 } // namespace
 
+bool hasStripsOrTiles(const Directory& directory)
+{
+    return directory.find(tag::stripOffsets) != nullptr ||
+           directory.find(tag::tileOffsets) != nullptr;
+}
+
 bool describesPicture(const IFDReader& reader, const Directory& directory)
 {
     const auto isPositive = [&](std::uint16_t tag) {
         return reader.firstInteger(directory.find(tag)).value_or(0) > 0;
     };
-    const bool hasData = directory.find(tag::stripOffsets) != nullptr ||
-                         directory.find(tag::tileOffsets) != nullptr ||
-                         directory.find(tag::jpegStream) != nullptr;
+    const bool hasData = hasStripsOrTiles(directory) || directory.find(tag::jpegStream) != nullptr;
     return isPositive(tag::imageWidth) && isPositive(tag::imageLength) && hasData;
 }
 

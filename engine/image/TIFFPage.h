@@ -34,6 +34,8 @@ struct TIFFPage {
     std::uint64_t effort = 0; // What it took to read the page, in numbers read.
 };
 
+bool hasStripsOrTiles(const Directory& directory);
+
 // Whether the directory describes a picture that a viewer shows as a page.
 bool describesPicture(const IFDReader& reader, const Directory& directory);
 

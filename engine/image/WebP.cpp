@@ -350,6 +350,7 @@ public:
         append(head, "WEBP");
         out.write(head);
         NP_TRY(walk(source, layout, [&](const Chunk& chunk, BlockKind kind) {
+            hasEXIFMark = hasEXIFMark || isMarkedEXIF(chunk);
             return isKept(kind) ? addChunk(chunk) : Result<Done>(Done{});
         }));
         NP_TRY(finish());
@@ -357,6 +358,11 @@ public:
     }
 
 private:
+    bool isMarkedEXIF(const Chunk& chunk) const
+    {
+        return chunk.type == fourCC("EXIF") && ByteCursor(source, chunk.data).startsWith(exifMark);
+    }
+
     Result<Done> addChunk(const Chunk& chunk)
     {
         switch (chunk.type) {
@@ -473,15 +479,19 @@ private:
         return Done{};
     }
 
+    // The mark does not belong here, but there are viewers that look for Exif behind it alone:
+    // where the original has it, they turn the picture, and so they must the copy.
     void addOrientation()
     {
         const auto orientation = turnedOrientation(readProperties(source, 0));
         if (!orientation)
             return;
-        const Bytes structure = freshEXIF(orientation, std::nullopt);
+        Bytes data;
+        append(data, hasEXIFMark ? exifMark : std::string_view());
+        append(data, freshEXIF(orientation, std::nullopt));
         Bytes chunk;
-        appendHeader(chunk, "EXIF", structure.size());
-        append(chunk, structure);
+        appendHeader(chunk, "EXIF", data.size());
+        append(chunk, data);
         chunk.resize(chunk.size() + chunk.size() % 2);
         out.write(chunk);
         flags |= flag::exif;
@@ -491,6 +501,7 @@ private:
     const Layout& layout;
     OutputPlan out;
     unsigned flags = 0;
+    bool hasEXIFMark = false;
 };
 
 Result<OutputPlan> planCleanCopy(ByteSource& source)

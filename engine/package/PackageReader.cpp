@@ -208,7 +208,8 @@ Result<Done> PackageReader::verify(const PackagePart& part) const
     if (part.problem != nullptr)
         return Error{part.problem, part.stored.offset};
     PartStream stream(*archive, part);
-    Bytes window(limits::windowBytes);
+    // Most parts are small, and there may be very many.
+    Bytes window(std::min<std::uint64_t>(part.sizeBytes, limits::windowBytes));
     while (NP_TRY(stream.read(window)) > 0)
         continue;
     return stream.checkEnd();

@@ -103,9 +103,7 @@ RevealReport inspectImage(const FileURL& url)
     const auto file = FileSource::open(url.path());
     if (!file.ok())
         return report;
-    const auto source = image::ImageSource::open(*file.value());
-    if (source.ok())
-        report.items = itemsOf(source.value().properties(0));
+    report.items = itemsOf(image::propertiesOf(*file.value()));
     constexpr std::array marks{image::xmpElement, image::xmpBasicNamespace};
     if (image::containsAny(*file.value(), marks))
         report.items.push_back({"🗂", "XMP metadata", "an embedded metadata block is present"});

@@ -181,10 +181,7 @@ Result<std::optional<std::string>> identifierOf(const PackageReader& package)
 bool hasPosition(const PackageReader& package, const PackagePart& part)
 {
     const auto bytes = package.openPart(part, limits::partBytes);
-    if (!bytes.ok())
-        return false;
-    const auto picture = image::ImageSource::open(*bytes.value());
-    return picture.ok() && picture.value().properties(0).count(image::Group::gps) > 0;
+    return bytes.ok() && image::propertiesOf(*bytes.value()).count(image::Group::gps) > 0;
 }
 
 std::optional<std::string> positionsOf(const PackageReader& package)

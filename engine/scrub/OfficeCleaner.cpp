@@ -47,6 +47,8 @@ Status scrubOffice(const FileURL& input)
     const auto failures = rebuildPackage(*file.value(), *rebuilt.value());
     if (failures.any())
         return sentenceFor(failures);
+    if (const auto written = rebuilt.value()->flush(); !written.ok())
+        return couldNotRebuild(written.error());
     // Parts were verified first and copied then; what came between them might hold anything.
     if (!file.value()->isUnchanged())
         return couldNotOpen({"it changed while it was read"});

@@ -83,8 +83,10 @@ Result<Done> FileSource::read(std::uint64_t offset, std::span<Byte> target)
         const ssize_t got = ::pread(file, target.data(), target.size(), static_cast<off_t>(offset));
         if (got < 0 && errno == EINTR)
             continue;
-        if (got <= 0)
+        if (got <= 0) {
+            failed = true;
             return Error{"the file could not be read", offset};
+        }
         target = target.subspan(static_cast<std::size_t>(got));
         offset += static_cast<std::uint64_t>(got);
     }
@@ -94,7 +96,8 @@ Result<Done> FileSource::read(std::uint64_t offset, std::span<Byte> target)
 bool FileSource::isUnchanged() const
 {
     struct stat status {};
-    return ::fstat(file, &status) == 0 && static_cast<std::uint64_t>(status.st_size) == sizeBytes &&
+    return !failed && ::fstat(file, &status) == 0 &&
+           static_cast<std::uint64_t>(status.st_size) == sizeBytes &&
            isSame(status.st_mtim, modified) && isSame(status.st_ctim, changed);
 }
 

@@ -27,7 +27,12 @@ public:
     // Read, write and execute permissions of owner, group and others.
     mode_t permissions() const { return mode; }
 
-    // Whether the file still is what it was when it was opened: same size, same times.
+    // Whether something that is there could not be read. Who goes on without it must not take the
+    // file for a smaller one.
+    bool hasFailed() const { return failed; }
+
+    // Whether all that was asked for was read, and the file still is what it was when it was
+    // opened: same size, same times.
     bool isUnchanged() const;
 
 private:
@@ -37,6 +42,7 @@ private:
     }
 
     int file;
+    bool failed = false;
     std::uint64_t sizeBytes = 0;
     mode_t mode = 0;
     timespec modified{};

@@ -37,8 +37,9 @@ FileURL FileURL::fromPath(const std::string& path)
 {
     std::string absolute = path;
     if (!path.starts_with('/')) {
-        std::error_code error; // Without a current folder the path stays at the root, and fails.
-        absolute = fs::current_path(error).string() + "/" + path;
+        std::error_code error; // The system knows a current folder also when it has no path.
+        const fs::path current = fs::current_path(error);
+        absolute = (error ? "/proc/self/cwd" : current.string()) + "/" + path;
     }
     FileURL url(withoutIdleSteps(absolute));
     if (url.absolute.find("/..") == std::string::npos || url.lastPathComponent() == "..")

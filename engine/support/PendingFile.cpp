@@ -186,8 +186,14 @@ PendingFile::Outcome PendingFile::renameTemporary(const std::string& path)
     }
     if (errno != EINVAL && errno != ENOSYS)
         return outcomeOfErrno();
-    // The file system cannot refuse to replace: an empty file takes the name, or finds it taken,
-    // and only that file of ours is replaced.
+    // The file system has no renaming that refuses to replace. A second name refuses, too; the
+    // destructor removes the first.
+    if (::link(from, path.c_str()) == 0)
+        return Outcome::kept;
+    if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS)
+        return outcomeOfErrno();
+    // Nor a second name: an empty file takes the name, or finds it taken, and only that file of
+    // ours is replaced.
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
     const int place = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR);
     if (place < 0)

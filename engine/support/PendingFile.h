@@ -21,6 +21,8 @@ public:
     // Small pieces are gathered; long ranges of a file go from file to file inside the kernel.
     Result<Done> write(ByteSpan bytes) override;
     Result<Done> copy(ByteSource& source, ByteRange range) override;
+    // Writes what is gathered. `keep` does so, too.
+    Result<Done> flush();
 
     // For a process that writes the file in place of this object. It can be read, too.
     int descriptor() const { return file; }
@@ -36,7 +38,6 @@ public:
 
 private:
     PendingFile(int file, std::string temporaryPath);
-    Result<Done> flush();
     Result<Done> copyThroughMemory(ByteSource& source, ByteRange range);
     Outcome linkUnnamed(const std::string& path);
     Outcome renameTemporary(const std::string& path);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace nullprint {
 namespace {
@@ -37,6 +38,8 @@ TempFolder::TempFolder(TempFolder&& other) noexcept
 TempFolder::~TempFolder()
 {
     if (folder.empty())
+        return;
+    if (::rmdir(folder.c_str()) == 0) // It is empty, as a rule.
         return;
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);

@@ -1,17 +1,18 @@
 #include "app/AppDelegate.h"
 
 #include "app/Arguments.h"
+#include "app/DropWindow.h"
 #include "app/FileURIs.h"
 #include "app/Heartbeat.h"
 #include "app/LoginItem.h"
 #include "app/Palette.h"
 #include "app/RevealWindow.h"
-#include "app/platform/FileManager.h"
 #include "app/platform/Popover.h"
 #include "app/platform/StatusItem.h"
 #include "cli/AppLog.h"
 #include "tests/app/FakeTray.h"
 #include "tests/app/Waiting.h"
+#include "tests/app/Widgets.h"
 #include "tests/support/Folder.h"
 
 #include <QApplication>
@@ -60,13 +61,6 @@ public:
     int enlistings = 0;
 };
 
-class FakeFileManager : public FileManager {
-public:
-    void select(const std::vector<FileURL>& files) override { selected.push_back(files); }
-
-    std::vector<std::vector<FileURL>> selected;
-};
-
 template <typename Window> std::vector<Window*> visibleWindows()
 {
     std::vector<Window*> found;
@@ -84,18 +78,9 @@ template <typename Window> Window* theWindow()
     return visibleWindows<Window>().front();
 }
 
-QPushButton* buttonOf(const QWidget& window, const char* text)
+void press(QWidget& window, const char* text)
 {
-    for (auto* button : window.findChildren<QPushButton*>()) {
-        if (button->text() == QString::fromUtf8(text))
-            return button;
-    }
-    return nullptr;
-}
-
-void press(const QWidget& window, const char* text)
-{
-    auto* button = buttonOf(window, text);
+    auto* button = buttonOf(window, QString::fromUtf8(text));
     ASSERT_NE(button, nullptr) << text;
     ASSERT_TRUE(button->isEnabled()) << text;
     button->click();
@@ -117,6 +102,7 @@ class Life {
 public:
     explicit Life(const tests::Folder& folder,
                   Heartbeat::Settings heartbeatSettings = {},
+                  std::chrono::milliseconds fileManagerPatience = usualFileManagerPatience,
                   QDBusConnection bus = QDBusConnection::sessionBus())
         : folder(folder)
         , standard(QString::fromStdString(folder.url("defaults/standard.plist").path()))
@@ -136,6 +122,7 @@ public:
               .rebuildServicesList = [this] { ++rebuilt; },
               .firstHeartbeat = 50ms,
               .heartbeatPeriod = 300ms,
+              .fileManagerPatience = fileManagerPatience,
           })
     {
     }
@@ -161,7 +148,7 @@ public:
     AppLog log;
     FakeLoginItem loginItem;
     Heartbeat heartbeat;
-    FakeFileManager fileManager;
+    RecordingFileManager fileManager;
     StatusItem statusItem;
     int rebuilt = 0;
     AppDelegate delegate;
@@ -325,7 +312,10 @@ TEST_F(AppDelegateTest, leavesAPanelThatIsAWindowOpen)
 TEST_F(AppDelegateTest, endsWithItsLastWindowWhereNothingElseLeadsToIt)
 {
     for (const bool hasBus : {false, true}) {
-        Life life(folder, {}, hasBus ? QDBusConnection::sessionBus() : noBus());
+        Life life(folder,
+                  {},
+                  usualFileManagerPatience,
+                  hasBus ? QDBusConnection::sessionBus() : noBus());
         life.launch({.files = {photo()}});
         auto* window = theWindow<RevealWindowController>();
         ASSERT_NE(window, nullptr);
@@ -347,7 +337,10 @@ TEST_F(AppDelegateTest, endsWithItsLastWindowWhereNothingElseLeadsToIt)
 TEST_F(AppDelegateTest, endsWithItsPanelWhereNothingElseLeadsToIt)
 {
     for (const bool hasBus : {false, true}) {
-        Life life(folder, {}, hasBus ? QDBusConnection::sessionBus() : noBus());
+        Life life(folder,
+                  {},
+                  usualFileManagerPatience,
+                  hasBus ? QDBusConnection::sessionBus() : noBus());
         life.launch({});
         auto* popover = theWindow<Popover>();
         ASSERT_NE(popover, nullptr);
@@ -437,7 +430,7 @@ TEST_F(AppDelegateTest, cleansFromTheWindow)
     EXPECT_EQ(life.stored("totalChecked"), 3); // As before.
     EXPECT_GE(life.standard.date(QStringLiteral("lastClean")).value(), before);
     EXPECT_TRUE(std::filesystem::exists(folder.url("1 (scrubbed).jpg").path()));
-    EXPECT_NE(buttonOf(*window, "Reveal in Finder"), nullptr);
+    EXPECT_NE(buttonOf(*window, QStringLiteral("Reveal in Finder")), nullptr);
     auto* sheet = window->findChild<QMessageBox*>();
     ASSERT_NE(sheet, nullptr);
     EXPECT_TRUE(sheet->informativeText().startsWith(QStringLiteral("• 2.jpg — ")));
@@ -518,9 +511,46 @@ TEST_F(AppDelegateTest, tellsWhenTheServiceCleanedNothing)
               "Skipped:\n• a.txt — " + message + "\n• b.txt — " + message);
     EXPECT_EQ(life.stored("totalChecked"), 2);
     EXPECT_EQ(life.stored("totalCleaned"), 0);
-    for (const auto& selected : life.fileManager.selected)
-        EXPECT_TRUE(selected.empty());
+    EXPECT_TRUE(life.fileManager.selected.empty());
     alert->close();
+}
+
+TEST_F(AppDelegateTest, tellsOfAServiceInFrontOfTheFileManager)
+{
+    Life life(folder, {}, 1h);
+    life.fileManager.answers = false;
+    life.launch();
+    life.delegate.scrubMetadata({photo("1.jpg")});
+    ASSERT_TRUE(comesTrue([&] { return life.fileManager.unanswered.size() == 1; }));
+    letPass();
+    EXPECT_TRUE(visibleWindows<QMessageBox>().empty());
+    EXPECT_EQ(life.delegate.panelModel().filesCleaned(), 1);
+    life.fileManager.unanswered[0]();
+    auto* alert = theWindow<QMessageBox>();
+    ASSERT_NE(alert, nullptr);
+    EXPECT_TRUE(alert->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+    EXPECT_TRUE(comesTrue([&] { return alert->isActiveWindow(); }));
+    press(*alert, "OK");
+    EXPECT_TRUE(comesTrue([] { return visibleWindows<QMessageBox>().empty(); }));
+}
+
+TEST_F(AppDelegateTest, doesNotWaitForAFileManagerForever)
+{
+    Life life(folder, {}, 50ms);
+    life.fileManager.answers = false;
+    life.launch();
+    life.delegate.scrubMetadata({photo()});
+    auto* alert = theWindow<QMessageBox>();
+    ASSERT_NE(alert, nullptr);
+    life.fileManager.unanswered[0](); // Late: the window that has come is in front of the alert.
+    EXPECT_TRUE(alert->isVisible());
+    EXPECT_EQ(visibleWindows<QMessageBox>().size(), 1U);
+    alert->close();
+    ASSERT_TRUE(comesTrue([] { return visibleWindows<QMessageBox>().empty(); }));
+    letPass();
+    life.fileManager.unanswered[0]();
+    letPass();
+    EXPECT_TRUE(visibleWindows<QMessageBox>().empty());
 }
 
 TEST_F(AppDelegateTest, doesNothingForAServiceWithoutFiles)
@@ -590,8 +620,10 @@ TEST_F(AppDelegateTest, keepsOneDropWindow)
     ASSERT_NE(popover, nullptr);
     press(*popover, "Open Drop Window…");
     EXPECT_FALSE(popover->isVisible());
-    auto* drop = theWindow<QWidget>();
+    auto* drop = theWindow<QDialog>();
     ASSERT_NE(drop, nullptr);
+    auto* view = drop->findChild<DropView*>();
+    ASSERT_NE(view, nullptr);
     QMimeData dragged;
     dragged.setData(QStringLiteral("text/uri-list"), uriOfFile(photo()));
     QDragEnterEvent entering(QPoint(100, 100),
@@ -599,9 +631,9 @@ TEST_F(AppDelegateTest, keepsOneDropWindow)
                              &dragged,
                              Qt::LeftButton,
                              Qt::NoModifier);
-    QApplication::sendEvent(drop, &entering);
+    QApplication::sendEvent(view, &entering);
     QDropEvent event(QPointF(100, 100), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(drop, &event);
+    QApplication::sendEvent(view, &event);
     ASSERT_NE(theWindow<RevealWindowController>(), nullptr);
     EXPECT_EQ(life.stored("totalChecked"), 1);
     drop->close();

@@ -156,6 +156,7 @@ TEST(DefaultsStore, isForItsOwnerAlone)
     StoreFile settings;
     const mode_t before = ::umask(0);
     settings.store.set(key, 1LL);
+    settings.store.flush();
     ::umask(before);
     struct stat file {};
     struct stat folder {};
@@ -207,11 +208,13 @@ TEST(DefaultsStore, changesOneKeyAndKeepsTheRest)
     settings.scratch.put(QStringLiteral("nullprint/settings.plist"),
                          writePropertyList(everyType()).value());
     settings.store.set(key, QStringLiteral("new"));
+    settings.store.flush();
     QVariantMap expected = everyType();
     expected[key] = QStringLiteral("new");
     EXPECT_EQ(readPropertyList(settings.scratch.read(QStringLiteral("nullprint/settings.plist"))),
               expected);
     settings.store.set(key, {});
+    settings.store.flush();
     EXPECT_EQ(readPropertyList(settings.scratch.read(QStringLiteral("nullprint/settings.plist"))),
               everyType());
 }
@@ -246,6 +249,8 @@ TEST(DefaultsStore, movesAnUnreadableFileAside)
         EXPECT_EQ(settings.scratch.read(name), slip) << "reading changes nothing";
         settings.store.set(key, 7LL);
         EXPECT_EQ(settings.store.integer(key), 7);
+        settings.store.flush();
+        EXPECT_EQ(settings.store.integer(key), 7);
     }
     EXPECT_EQ(settings.scratch.read(name + QStringLiteral(".unreadable")), "<plist><dict>");
     EXPECT_EQ(settings.scratch.read(name + QStringLiteral(".unreadable.2")), "nonsense");
@@ -267,6 +272,7 @@ TEST(DefaultsStore, followsALink)
     makeFolders(settings.scratch.path(QStringLiteral("nullprint")));
     ASSERT_TRUE(QFile::link(QStringLiteral("../dotfiles/real.plist"), settings.file));
     settings.store.set(key, 2LL);
+    settings.store.flush();
     EXPECT_TRUE(QFileInfo(settings.file).isSymLink());
     EXPECT_TRUE(settings.scratch.read(QStringLiteral("dotfiles/real.plist"))
                     .contains("<integer>2</integer>"));
@@ -280,6 +286,8 @@ TEST(DefaultsStore, leavesAloneWhatIsNoFile)
     ASSERT_EQ(::mkfifo(path.constData(), 0600), 0);
     EXPECT_EQ(settings.store.integer(key), 0);
     settings.store.set(key, 1LL);
+    settings.store.flush();
+    EXPECT_EQ(settings.store.integer(key), 0);
     struct stat found {};
     ASSERT_EQ(::lstat(path.constData(), &found), 0);
     EXPECT_TRUE(S_ISFIFO(found.st_mode));
@@ -290,6 +298,7 @@ TEST(DefaultsStore, leavesNothingBesideTheFileAndItsLock)
     StoreFile settings;
     settings.store.set(key, 1LL);
     settings.store.set(key, 2LL);
+    settings.store.flush();
     const QDir folder(settings.scratch.path(QStringLiteral("nullprint")));
     EXPECT_EQ(
         folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
@@ -300,6 +309,7 @@ TEST(DefaultsStore, isReadByOthers)
 {
     StoreFile settings;
     settings.store.updateAll([](QVariantMap& values) { values = everyType(); });
+    settings.store.flush();
     QProcess python;
     python.start(QStringLiteral("python3"),
                  {QStringLiteral("-c"),
@@ -314,6 +324,65 @@ TEST(DefaultsStore, isReadByOthers)
         "-9223372036854775808, 'large': 18446744073709551615, 'real': 0.1, 'string': '  a "
         "<b>&amp;\\n“é” 🗂 ]]>', 'true': True}\n")
         << python.readAllStandardError().constData();
+}
+
+TEST(DefaultsStore, isWrittenWhenItGoes)
+{
+    const Scratch scratch;
+    const auto file = scratch.path(QStringLiteral("settings.plist"));
+    {
+        DefaultsStore store(file);
+        for (qint64 number = 1; number <= 20; ++number)
+            store.set(key, number);
+        EXPECT_EQ(store.integer(key), 20);
+    }
+    const auto values = readPropertyList(scratch.read(QStringLiteral("settings.plist")));
+    ASSERT_TRUE(values);
+    EXPECT_EQ(values->value(key), 20LL);
+}
+
+// The value has one type, on its way to the disk and from there.
+TEST(DefaultsStore, readsWhatWaitsAsItReadsTheFile)
+{
+    StoreFile settings;
+    settings.store.set(key, 12); // An `int`, which property lists do not have.
+    EXPECT_EQ(settings.store.value(key).typeId(), QMetaType::LongLong);
+    EXPECT_EQ(settings.store.integer(key), 12);
+    settings.store.flush();
+    EXPECT_EQ(settings.store.integer(key), 12);
+}
+
+TEST(DefaultsStore, keepsOthersOutUntilAChangeIsWritten)
+{
+    StoreFile settings;
+    settings.store.set(key, 1LL);
+    // Waits for the lock, which is given back when the first change is on the disk.
+    DefaultsStore other(settings.file);
+    other.update(key, [&](const QVariant& value) {
+        EXPECT_EQ(
+            readPropertyList(settings.scratch.read(QStringLiteral("nullprint/settings.plist")))
+                .value_or(QVariantMap())
+                .value(key),
+            1LL);
+        return value.toLongLong() + 1;
+    });
+    EXPECT_EQ(other.integer(key), 2);
+}
+
+TEST(DefaultsStore, forgetsWhatCouldNotBeWritten)
+{
+    StoreFile settings;
+    settings.store.set(key, 1LL);
+    settings.store.flush();
+    {
+        const FullDisk full;
+        settings.store.set(key, 2LL);
+        settings.store.flush();
+    }
+    EXPECT_EQ(settings.store.integer(key), 1);
+    settings.store.set(key, 3LL);
+    settings.store.flush();
+    EXPECT_EQ(settings.store.integer(key), 3);
 }
 
 void increment(const QString& file, int times)

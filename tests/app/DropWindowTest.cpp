@@ -3,8 +3,11 @@
 #include "app/Palette.h"
 #include "tests/app/Widgets.h"
 
+#include <QAccessible>
+#include <QClipboard>
 #include <QDragEnterEvent>
 #include <QMimeData>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -15,7 +18,8 @@ class DropWindow : public testing::Test {
 protected:
     DropWindow() { controller.show(); }
 
-    DropView& view() { return dynamic_cast<DropView&>(controller.window()); }
+    DropView& view() { return controller.view(); }
+    QWidget& window() { return controller.window(); }
 
     bool enter(const QMimeData& data, Qt::DropActions offered = Qt::CopyAction | Qt::MoveAction)
     {
@@ -48,11 +52,13 @@ void setLinks(QMimeData& data, const QByteArray& links)
 
 TEST_F(DropWindow, hasOneSizeAndAName)
 {
-    EXPECT_EQ(view().size(), QSize(380, 280));
-    EXPECT_EQ(view().minimumSize(), view().maximumSize());
-    EXPECT_EQ(view().windowTitle(), QStringLiteral("Nullprint"));
-    EXPECT_TRUE(view().windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
-    EXPECT_FALSE(view().windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
+    EXPECT_EQ(window().size(), QSize(380, 280));
+    EXPECT_EQ(window().minimumSize(), window().maximumSize());
+    EXPECT_EQ(view().geometry(), QRect(0, 0, 380, 280));
+    EXPECT_EQ(window().windowTitle(), QStringLiteral("Nullprint"));
+    EXPECT_TRUE(window().windowFlags().testFlag(Qt::WindowMinimizeButtonHint));
+    EXPECT_TRUE(window().windowFlags().testFlag(Qt::WindowCloseButtonHint));
+    EXPECT_FALSE(window().windowFlags().testFlag(Qt::WindowMaximizeButtonHint));
 }
 
 TEST_F(DropWindow, passesEveryFileOnInItsOrder)
@@ -99,9 +105,41 @@ TEST_F(DropWindow, losesItsHighlightWithTheDrag)
     QApplication::sendEvent(&view(), &leave);
     EXPECT_FALSE(view().isHighlighted());
     EXPECT_TRUE(enter(data));
-    view().close();
+    window().close();
     EXPECT_FALSE(view().isHighlighted());
     EXPECT_TRUE(drops.empty());
+}
+
+TEST_F(DropWindow, takesWhatIsPasted)
+{
+    auto* copied = new QMimeData;
+    setLinks(*copied, "file:///b.txt\r\nfile:///a.jpg\r\n");
+    QGuiApplication::clipboard()->setMimeData(copied);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window()));
+    EXPECT_TRUE(view().hasFocus());
+    QTest::keySequence(&view(), QKeySequence::Paste);
+    ASSERT_EQ(drops.size(), 1U);
+    EXPECT_EQ(pathsOf(drops[0]), (std::vector<std::string>{"/b.txt", "/a.jpg"}));
+    QGuiApplication::clipboard()->setText(QStringLiteral("file:///c"));
+    QTest::keySequence(&view(), QKeySequence::Paste);
+    EXPECT_EQ(drops.size(), 1U);
+    QGuiApplication::clipboard()->clear();
+}
+
+TEST_F(DropWindow, isSomethingToAssistiveTechnology)
+{
+    const auto* around = QAccessible::queryAccessibleInterface(&window());
+    EXPECT_EQ(around->role(), QAccessible::Dialog);
+    EXPECT_EQ(around->text(QAccessible::Name), QStringLiteral("Nullprint"));
+    ASSERT_EQ(around->childCount(), 1);
+    auto* inside = around->child(0);
+    EXPECT_EQ(inside->role(), QAccessible::Grouping);
+    EXPECT_EQ(inside->text(QAccessible::Name), QStringLiteral("Drop files here to scrub"));
+    EXPECT_EQ(inside->text(QAccessible::Description),
+              QStringLiteral("Files that are dropped or pasted here are checked for hidden data."));
+    EXPECT_TRUE(inside->state().focusable);
+    controller.updateStatus(2, 0);
+    EXPECT_EQ(inside->text(QAccessible::Name), QStringLiteral("Cleaned 2"));
 }
 
 TEST_F(DropWindow, isDrawnInThePalettesColours)
@@ -156,7 +194,7 @@ TEST_F(DropWindow, tellsWhatWasDone)
     EXPECT_EQ(view().statusText(), QStringLiteral("Cleaned 1"));
     controller.updateStatus(0, 4);
     EXPECT_EQ(view().statusText(), QStringLiteral("skipped 4"));
-    view().close();
+    window().close();
     controller.show();
     EXPECT_EQ(view().statusText(), QStringLiteral("skipped 4"));
     controller.updateStatus(0, 0);

@@ -83,9 +83,11 @@ TEST(FinderServices, areLeftAloneAtTheSecondLaunch)
     Launch launch;
     launch.run();
     launch.services.set(statusName, QVariantMap());
+    launch.services.flush();
     const QByteArray before = launch.scratch.read(QStringLiteral("pbs.plist"));
     const QByteArray log = launch.scratch.read(QStringLiteral("log"));
     launch.run();
+    launch.services.flush();
     EXPECT_EQ(launch.scratch.read(QStringLiteral("pbs.plist")), before);
     EXPECT_EQ(launch.scratch.read(QStringLiteral("log")), log);
     EXPECT_EQ(launch.rebuilds, 1);

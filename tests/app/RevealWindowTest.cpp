@@ -5,8 +5,10 @@
 #include "app/Palette.h"
 #include "app/ReportView.h"
 #include "engine/reveal/ReportText.h"
+#include "tests/app/Scratch.h"
 #include "tests/app/Widgets.h"
 
+#include <QClipboard>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
@@ -148,6 +150,59 @@ TEST_F(RevealWindow, followsTheDesktopsColoursWhileItIsOpen)
     }
     EXPECT_EQ(barColor(), QColor(250, 245, 236));
     EXPECT_EQ(formatOf("isn’t").foreground().color(), TextColors::of(QPalette()).orange);
+}
+
+TEST_F(RevealWindow, textLooksLikeNothingToEdit)
+{
+    open({withFindings("/a.jpg"), withoutFindings("/b.png")});
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+    button("Close").setFocus();
+    const auto before = view().grab().toImage();
+    view().setFocus();
+    QTest::keyClick(&view(), Qt::Key_Down);
+    EXPECT_TRUE(view().hasFocus());
+    EXPECT_EQ(view().grab().toImage(), before);
+    QTest::keyClick(&view(), Qt::Key_X);
+    QTest::keySequence(&view(), QKeySequence::Paste);
+    EXPECT_TRUE(text().startsWith(QStringLiteral("a.jpg\nPhoto\n")));
+}
+
+TEST_F(RevealWindow, textIsSelectedAndCopiedByTheKeyboard)
+{
+    open({withFindings("/a.jpg")});
+    view().setFocus();
+    QTest::keyClick(&view(), Qt::Key_Down, Qt::ShiftModifier);
+    EXPECT_EQ(view().textCursor().selectedText(), QStringLiteral("a.jpg\u2029"));
+    QTest::keySequence(&view(), QKeySequence::SelectAll);
+    QTest::keySequence(&view(), QKeySequence::Copy);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), text());
+    QGuiApplication::clipboard()->clear();
+}
+
+TEST_F(RevealWindow, keysScrollTheTextAndGoOnFromWhereItIs)
+{
+    open(std::vector(200, withFindings("/a.jpg")));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return view().isComplete(); }, 60000));
+    auto* bar = view().verticalScrollBar();
+    const auto lineOfCursor = [this] { return view().textCursor().blockNumber(); };
+    QTest::keyClick(&view(), Qt::Key_Down);
+    QTest::keyClick(&view(), Qt::Key_Down);
+    EXPECT_EQ(bar->value(), 2);
+    EXPECT_EQ(lineOfCursor(), 2); // Which a screen reader reads.
+    bar->setValue(100);
+    QTest::keyClick(&view(), Qt::Key_Down);
+    EXPECT_EQ(bar->value(), 101);
+    EXPECT_EQ(lineOfCursor(), 101);
+    QTest::keyClick(&view(), Qt::Key_Up);
+    EXPECT_EQ(bar->value(), 100);
+    QTest::keyClick(&view(), Qt::Key_PageDown);
+    EXPECT_GT(bar->value(), 105);
+    EXPECT_LT(bar->value(), 130);
+    QTest::keyClick(&view(), Qt::Key_End, Qt::ControlModifier);
+    EXPECT_EQ(bar->value(), bar->maximum());
+    QTest::keyClick(&view(), Qt::Key_Home, Qt::ControlModifier);
+    EXPECT_EQ(bar->value(), 0);
+    EXPECT_FALSE(view().textCursor().hasSelection());
 }
 
 TEST_F(RevealWindow, offersCleaningOnlyWhereSomethingWasFound)
@@ -323,7 +378,6 @@ TEST_F(RevealWindow, sheetHasNoButtonsForItsSize)
     open({withFindings("/a.jpg")});
     window->showCleanResult({}, {"• a.jpg — No."});
     const auto flags = sheet()->windowFlags();
-    EXPECT_EQ(flags & Qt::WindowType_Mask, Qt::Dialog);
     EXPECT_TRUE(flags & Qt::CustomizeWindowHint); // Otherwise the platform adds them.
     EXPECT_FALSE(flags & Qt::WindowMinMaxButtonsHint);
     EXPECT_TRUE(flags & Qt::WindowCloseButtonHint);
@@ -389,6 +443,34 @@ TEST_F(RevealWindow, isSilentWhenTheReportCannotBeSaved)
     EXPECT_TRUE(QDir(folder.path()).isEmpty());
     EXPECT_EQ(sheet(), nullptr);
     EXPECT_TRUE(window->isVisible());
+}
+
+TEST_F(RevealWindow, keepsTheOldReportWhenTheDiskIsFull)
+{
+    const QTemporaryDir folder;
+    open({withFindings("/a.jpg")});
+    const auto file = folder.filePath(QStringLiteral("report.txt"));
+    saveAs(file);
+    const auto before = contentOf(file);
+    ASSERT_TRUE(before.contains("Location"));
+    open({withFindings("/b.jpg")});
+    {
+        const FullDisk full;
+        saveAs(file);
+    }
+    EXPECT_EQ(contentOf(file), before);
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+}
+
+TEST_F(RevealWindow, leavesNothingOfItsOwnInTheStylesCache)
+{
+    // What the style keeps for a palette is never asked for again once the palette is gone.
+    const auto paletteOfScrollBar = [this] {
+        open({withFindings("/a.jpg")});
+        return view().verticalScrollBar()->palette().cacheKey();
+    };
+    const auto first = paletteOfScrollBar();
+    EXPECT_EQ(paletteOfScrollBar(), first);
 }
 
 TEST_F(RevealWindow, thousandsOfFilesArriveInSlices)

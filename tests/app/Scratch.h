@@ -8,6 +8,9 @@
 #include <QFileInfo>
 #include <QString>
 
+#include <csignal>
+#include <sys/resource.h>
+
 namespace nullprint::app {
 
 class Scratch {
@@ -41,6 +44,29 @@ public:
 
 private:
     TempFolder folder;
+};
+
+// For as long as it lives every write to a file fails, as on a full disk.
+class FullDisk {
+public:
+    FullDisk()
+        : handler(::signal(SIGXFSZ, SIG_IGN))
+    {
+        ::getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit none{0, before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &none);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    ~FullDisk()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &before);
+        ::signal(SIGXFSZ, handler);
+    }
+
+private:
+    sighandler_t handler;
+    rlimit before = {};
 };
 
 } // namespace nullprint::app

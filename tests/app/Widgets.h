@@ -16,8 +16,17 @@ namespace nullprint::app {
 
 class RecordingFileManager : public FileManager {
 public:
-    void select(const std::vector<FileURL>& files) override { selected.push_back(files); }
+    void select(const std::vector<FileURL>& files, std::function<void()> answered) override
+    {
+        selected.push_back(files);
+        if (answers)
+            answered();
+        else
+            unanswered.push_back(std::move(answered));
+    }
     std::vector<std::vector<FileURL>> selected;
+    std::vector<std::function<void()>> unanswered;
+    bool answers = true;
 };
 
 inline QAbstractButton* buttonOf(QWidget& window, const QString& text)

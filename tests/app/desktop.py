@@ -4,6 +4,7 @@ program on it, and hands that click.
 A test that uses it starts itself once more inside of `dbus-run-session`, with folders of its own:
 call `run_inside()` first of all.
 """
+import fcntl
 import os
 import pathlib
 import plistlib
@@ -77,6 +78,8 @@ def wait_for(condition, what):
 class Desktop:
     """`with Desktop() as desktop:` a display with window manager and, if wanted, a tray."""
 
+    screen = "1280x800x24"
+
     def __init__(self, tray=True):
         self.root = pathlib.Path(os.environ[INSIDE])
         self.tray = tray
@@ -94,7 +97,7 @@ class Desktop:
     def __enter__(self):
         self.begin()
         read, write = os.pipe()
-        self.start("Xvfb", "-displayfd", str(write), "-screen", "0", "1280x800x24",
+        self.start("Xvfb", "-displayfd", str(write), "-screen", "0", self.screen,
                    "-nolisten", "tcp", "-noreset", pass_fds=[write])
         os.close(write)
         with os.fdopen(read) as pipe:
@@ -174,7 +177,11 @@ class Desktop:
 
     def defaults(self):
         path = self.root / "config_home" / "nullprint" / f"{NAME}.plist"
-        return plistlib.loads(path.read_bytes()) if path.exists() else {}
+        if not path.exists():
+            return {}
+        with open(f"{path}.lock", "a") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)  # Held while there is more to write.
+            return plistlib.loads(path.read_bytes())
 
     def log(self):
         path = self.root / "state_home" / "nullprint" / "Nullprint.log"

@@ -62,6 +62,15 @@ def object_bomb():
     return packed_pdf({1: CATALOGUE, 2: PAGES, 3: PAGE, 10: stream(entries, bomb)}, {9: 10})
 
 
+def text_bomb():
+    """A small file with a text of as many bytes as a copy of it may not have."""
+    packer = zlib.compressobj(9)
+    text = packer.compress(b"9 0 (") + b"".join(packer.compress(b"a" * MEGABYTE) for _ in range(72))
+    text += packer.compress(b")") + packer.flush()
+    entries = b"/Type/ObjStm/N 1/First 4/Filter/FlateDecode"
+    return packed_pdf({1: CATALOGUE, 2: PAGES, 3: PAGE, 10: stream(entries, text)}, {9: 10})
+
+
 def table_bomb():
     """A table of forty million objects."""
     packer = zlib.compressobj(9)
@@ -180,6 +189,13 @@ class Documents(ScratchTest):
                 self.run_program("--reveal", path.name)
                 self.assertLess(time.monotonic() - start, 30)
                 self.expect_nothing_new()
+        self.expect_bounded_memory()
+
+    def test_a_copy_has_a_bound(self):
+        (self.folder / "text.pdf").write_bytes(text_bomb())
+        self.before = self.names()
+        self.assertEqual(self.entry("text.pdf"), UNWRITABLE)
+        self.expect_nothing_new()
         self.expect_bounded_memory()
 
     def test_large_documents_are_cleaned_within_bounds(self):

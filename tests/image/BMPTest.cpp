@@ -263,6 +263,22 @@ TEST(BMP, endsRunLengthDataWithoutAMarkBehindTheLastLine)
     EXPECT_TRUE(holds(mustClean(bmp.bytes()), bmp.pixels));
 }
 
+TEST(BMP, keepsRunLengthDataBehindAStepOutOfThePicture)
+{
+    // Viewers pass over the step or stop there; either way they see what the original shows.
+    BMPBuilder bmp = runLength(1, {"\0\2\0\xFF\x07\x11\0\0\x07\x22\0\1", 12});
+    const std::string codes = bmp.pixels;
+    bmp.tail = "SECRET";
+    EXPECT_TRUE(holds(mustClean(bmp.bytes()), codes));
+    EXPECT_FALSE(holds(mustClean(bmp.bytes()), "SECRET"));
+    expectPromises(bmp.bytes());
+
+    bmp.imageBytes = 8; // What is beyond the announced size is no part of the picture.
+    EXPECT_FALSE(holds(mustClean(bmp.bytes()), "\x07\x22"));
+    bmp.imageBytes = 0;
+    EXPECT_FALSE(holds(mustClean(bmp.bytes()), "\x07\x11"));
+}
+
 TEST(BMP, takesTheAnnouncedSizeOfRunLengthDataThatDoesNotEnd)
 {
     BMPBuilder bmp = runLength(1, {"\x07\x11\x07\x22", 4});

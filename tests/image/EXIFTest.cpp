@@ -68,7 +68,10 @@ TEST(EXIF, readsCoordinatesOfOneToThreeParts)
     EXPECT_EQ(latitude({{51, 2}}), 25.5);
     EXPECT_EQ(latitude({{25, 1}, {30, 1}}), 25.5);
     EXPECT_EQ(latitude({{25, 1}, {29, 1}, {6000, 100}}), 25.5);
-    EXPECT_EQ(latitude({{25, 1}, {29, 0}, {0, 1}}), std::nullopt);
+    EXPECT_EQ(latitude({{25, 1}, {30, 1}, {0, 0}}), 25.5); // Seconds that nobody knows
+    EXPECT_EQ(latitude({{25, 1}, {29, 0}, {0, 1}}), 25);
+    EXPECT_EQ(latitude({{25, 0}, {30, 1}, {0, 1}}), std::nullopt);
+    EXPECT_EQ(latitude({{0, 0}, {0, 0}, {0, 0}}), std::nullopt);
     EXPECT_EQ(latitude({{25, 1}, {30, 1}, {0, 1}, {1, 1}}), 25.5);
 }
 
@@ -81,6 +84,16 @@ TEST(EXIF, survivesDirectoriesThatPointAtThemselves)
     exif.field(Group::tiff, {tag::exifIFD, FieldType::unsigned32, 1, pointer});
     exif.field(Group::tiff, {tag::gpsIFD, FieldType::unsigned32, 1, pointer});
     EXPECT_EQ(read(exif.structure()).text(Group::tiff, tag::make), "ACME");
+}
+
+TEST(EXIF, followsOffsetsOfASignedType)
+{
+    Bytes structure = EXIFBuilder().rationals(Group::gps, tag::gpsLatitude, {{51, 2}}).structure();
+    const std::size_t entry = 10; // Behind the header and the count of entries.
+    structure[entry + 3] = static_cast<Byte>(FieldType::signed32);
+    EXPECT_EQ(read(structure).number(Group::gps, tag::gpsLatitude), 25.5);
+    structure[entry + 8] = 0x80; // The offset is negative.
+    EXPECT_EQ(read(structure).number(Group::gps, tag::gpsLatitude), std::nullopt);
 }
 
 TEST(EXIF, leavesOutFieldsThatReachPastTheEnd)

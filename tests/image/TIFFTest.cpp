@@ -435,6 +435,17 @@ TEST(TIFF, directoriesWithoutAPictureAreNoPages)
     EXPECT_FALSE(ImageSource::open(source).ok());
 }
 
+TEST(TIFF, stripsWithoutAPicturesSizeAreRefused)
+{
+    TIFFBuilder tiff;
+    describe(tiff, {{tiff.data(samples)}, {64}});
+    tiff.page();
+    tiff.shorts(259, {6}).longs(273, {tiff.data(samples)}).longs(279, {64});
+    tiff.page();
+    EXPECT_EQ(frameCount(tiff.file), 1U);
+    EXPECT_EQ(refusal(tiff.file), "strips or tiles of no known size");
+}
+
 TEST(TIFF, previewsOfAPictureInASubDirectoryAreRefused)
 {
     TIFFBuilder tiff;
@@ -522,6 +533,25 @@ TEST(TIFF, stripsThatAreNotWhatTheirCompressionSaysAreRefused)
     describe(foreign, {{foreign.data(samples)}, {64}, 34712});
     foreign.page();
     EXPECT_EQ(refusal(foreign.file), "strips in a picture format of their own");
+}
+
+// A segment that says it is longer than its strip: in a thumbnail's Exif there are pictures, too.
+TEST(TIFF, nothingIsFoundInAJPEGSegmentThatIsCutShort)
+{
+    const std::string thumbnail = jpegTables() + jpegFrame + jpegScan + jpegEnd;
+    const std::string cut = "\xFF\xE1\xFF\xFF"
+                            "Exif" +
+                            std::string(2, '\0') + "PLANTED" + thumbnail;
+    TIFFBuilder alone;
+    describe(alone, {{alone.data(jpegSOI + cut)}, {(jpegSOI + cut).size()}, 7});
+    alone.page();
+    EXPECT_EQ(refusal(alone.file), "JPEG strip without a scan");
+    TIFFBuilder behind;
+    const std::string picture = jpegSOI + jpegTables() + jpegFrame + jpegScan;
+    describe(behind, {{behind.data(picture + cut)}, {(picture + cut).size()}, 7});
+    behind.page();
+    expectPromises(behind.file);
+    EXPECT_EQ(strip(mustClean(behind.file), 0), picture);
 }
 
 TEST(TIFF, overlappingJPEGStripsAreRefused)

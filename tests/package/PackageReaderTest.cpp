@@ -1,10 +1,14 @@
 #include "engine/package/PackageReader.h"
 
 #include "engine/support/Deflate.h"
+#include "engine/support/FileSource.h"
+#include "tests/support/Folder.h"
 #include "tests/support/Joined.h"
 #include "tests/support/ZIPBuilder.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -388,6 +392,60 @@ TEST(PackageReader, boundsWhatAllPartsUnpackTo)
         builder.add(entry);
     }
     EXPECT_EQ(complaintAbout(builder.build()), "it is larger than it may be");
+}
+
+TEST(PackageReader, takesExactlyWhatAllPartsMayUnpackTo)
+{
+    for (const std::uint64_t size : {limits::unpackedBytes, limits::unpackedBytes + 1}) {
+        ZIPEntry entry = deflatedEntry("a", "");
+        entry.packed = Bytes(8UL * 1024 * 1024); // Enough for what it says.
+        entry.size = static_cast<std::uint32_t>(size);
+        const std::string complaint = complaintAbout(ZIPBuilder().add(entry).build());
+        EXPECT_EQ(complaint == "it is larger than it may be", size > limits::unpackedBytes);
+    }
+}
+
+TEST(PackageReader, boundsTheNumberOfPartsThatIsAnnounced)
+{
+    Bytes archive = ZIPBuilder().add(storedEntry("a", "x")).wideEnd().build();
+    const std::size_t place = asText(archive).find("PK\6\6");
+    ASSERT_NE(place, std::string_view::npos);
+    Bytes count;
+    append64(count, limits::packageParts + 1, ByteOrder::little);
+    std::ranges::copy(count, archive.begin() + static_cast<std::ptrdiff_t>(place + 32));
+    EXPECT_EQ(complaintAbout(archive), "it is larger than it may be");
+}
+
+TEST(PackageReader, boundsTheNumberOfParts)
+{
+    // The number is told in 16 bits, as by writers that do not count further.
+    ZIPBuilder builder;
+    for (std::size_t number = 0; number < limits::packageParts; ++number)
+        builder.add(storedEntry(std::to_string(number), ""));
+    EXPECT_EQ(complaintAbout(builder.announceCount(0).build()), "none");
+    builder.add(storedEntry("one more", ""));
+    EXPECT_EQ(complaintAbout(builder.announceCount(1).build()), "it is larger than it may be");
+}
+
+TEST(PackageReader, boundsTheListOfParts)
+{
+    for (const std::uint64_t length : {limits::metadataBytes, limits::metadataBytes + 1}) {
+        // Zeros that take no room on the disk, but for the first header.
+        const Folder folder;
+        const FileURL url = folder.put("a.docx", "PK\1\2");
+        std::filesystem::resize_file(url.path(), length);
+        Bytes end{'P', 'K', 5, 6, 0, 0, 0, 0, 1, 0, 1, 0};
+        append32(end, static_cast<std::uint32_t>(length), ByteOrder::little);
+        append(end, Bytes(6));
+        std::ofstream(url.path(), std::ios::binary | std::ios::app)
+            .write(asText(end).data(), static_cast<std::streamsize>(end.size()));
+        const auto file = FileSource::open(url.path());
+        ASSERT_TRUE(file.ok());
+        const auto reader = PackageReader::open(*file.value());
+        ASSERT_FALSE(reader.ok());
+        EXPECT_EQ(std::string_view(reader.error().what) == "it is larger than it may be",
+                  length > limits::metadataBytes);
+    }
 }
 
 TEST(PackageReader, boundsWhatOnePartUnpacksTo)

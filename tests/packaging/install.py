@@ -6,6 +6,7 @@ Wants NULLPRINT, the program in the folder where it was built.
 import ast
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import tempfile
@@ -113,6 +114,17 @@ class Desktop(Installed):
     def test_the_extensions_of_nautilus_are_python(self):
         for service in SERVICES:
             ast.parse(self.read(f"nautilus-python/extensions/nullprint_{service}.py"))
+
+    def test_the_icon_of_one_colour_is_legible_where_a_tray_does_not_recolour_it(self):
+        text = (self.prefix / f"share/icons/hicolor/symbolic/apps/{ID}-symbolic.svg").read_text()
+        colors = re.findall(r'fill="([^"]*)"', text)
+        self.assertEqual(len(colors), 1)
+        parts = [int(colors[0][place:place + 2], 16) / 255 for place in (1, 3, 5)]
+        parts = [part / 12.92 if part <= 0.04045 else ((part + 0.055) / 1.055) ** 2.4
+                 for part in parts]
+        luminance = 0.2126 * parts[0] + 0.7152 * parts[1] + 0.0722 * parts[2]
+        self.assertGreater((luminance + 0.05) / 0.05, 3)  # On black.
+        self.assertGreater(1.05 / (luminance + 0.05), 3)  # On white.
 
     @unittest.skipUnless(shutil.which("desktop-file-validate"), "no desktop-file-validate")
     def test_entries_of_send_to_are_valid(self):

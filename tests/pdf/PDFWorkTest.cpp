@@ -418,19 +418,68 @@ TEST(PDF, refusesWhatIsNoDocument)
     expectUnopenable(PDFBuilder().object(1, "(no catalogue)").plain());
 }
 
+// Bytes of which those behind a place cannot be read, and how often somebody has tried.
+class BrokenSource final : public ByteSource {
+public:
+    BrokenSource(ByteSpan whole, std::uint64_t readable)
+        : whole(whole)
+        , readable(readable)
+    {
+    }
+
+    std::uint64_t size() const override { return whole.size(); }
+    Result<ByteSpan> view(std::uint64_t offset, std::size_t length) override
+    {
+        ++tries;
+        return offset + length > readable ? Error{"unreadable"} : whole.view(offset, length);
+    }
+    Result<Done> read(std::uint64_t offset, std::span<Byte> target) override
+    {
+        ++tries;
+        return offset + target.size() > readable ? Error{"unreadable"} : whole.read(offset, target);
+    }
+
+    int tries = 0;
+
+private:
+    MemorySource whole;
+    std::uint64_t readable;
+};
+
+TEST(PDF, doesNotGoOnWithoutWhatCannotBeRead)
+{
+    const std::string document = plantedEverywhere().plain();
+    for (std::uint64_t readable = 0; readable < document.size(); readable += 7) {
+        BrokenSource source(asBytes(document), readable);
+        MemorySink sink;
+        DocumentFacts facts;
+        EXPECT_EQ(pdf::Work(source).writeClean(sink), Outcome::unopenable);
+        EXPECT_EQ(pdf::Work(source).describe(facts), Outcome::unopenable);
+        EXPECT_LT(source.tries, 100);
+    }
+}
+
 TEST(PDF, refusesPagesThatHoldThemselves)
 {
     expectUnopenable(PDFBuilder().object(3, "<</Type/Pages/Kids[2 0 R]>>").plain());
     expectUnopenable(PDFBuilder().object(2, "<</Type/Pages/Parent 2 0 R/Kids[3 0 R]>>").plain());
 }
 
-TEST(PDF, refusesPagesThatAreNestedTooDeep)
+// A tree of so many levels, the last of which is the page.
+std::string nestedPage(std::size_t levels)
 {
     PDFBuilder document;
-    constexpr int levels = 5000;
-    for (int level = 2; level < levels; ++level)
+    const int page = static_cast<int>(levels) + 1;
+    for (int level = 2; level < page; ++level)
         document.object(level, "<</Type/Pages/Kids[" + std::to_string(level + 1) + " 0 R]>>");
-    expectUnopenable(document.page(levels, "").plain());
+    return document.page(page, "").plain();
+}
+
+TEST(PDF, refusesPagesThatAreNestedTooDeep)
+{
+    mustCleanPDF(nestedPage(limits::pageTreeDepth));
+    expectUnopenable(nestedPage(limits::pageTreeDepth + 1));
+    expectUnopenable(nestedPage(5000));
 }
 
 // Each level has the next one twice: as many ways as there are atoms.

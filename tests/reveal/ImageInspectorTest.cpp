@@ -1,6 +1,7 @@
 #include "engine/reveal/ImageInspector.h"
 
 #include "engine/reveal/ReportText.h"
+#include "engine/scrub/ScrubReport.h"
 #include "tests/support/EXIFBuilder.h"
 #include "tests/support/Folder.h"
 
@@ -81,7 +82,7 @@ TEST(ImageInspector, tellsNoPositionWithoutBothCoordinates)
 {
     EXPECT_EQ(revealed(EXIFBuilder().rationals(Group::gps, tag::gpsLatitude, sydneySouth)),
               Lines{});
-    EXPECT_EQ(revealed(EXIFBuilder().position({{1, 1}, {2, 0}, {3, 1}}, "N", sydneyEast, "E")),
+    EXPECT_EQ(revealed(EXIFBuilder().position({{1, 0}, {2, 1}, {3, 1}}, "N", sydneyEast, "E")),
               Lines{});
 }
 
@@ -166,6 +167,18 @@ TEST(ImageInspector, findsXMPAcrossTheBordersOfItsWindows)
         const std::string content = std::string(before, 'x') + "xmpmeta" + std::string(99, 'm');
         EXPECT_EQ(revealFile(folder.put("a.jpg", content)).items.size(), 1U) << before;
     }
+}
+
+TEST(ImageInspector, tellsWhatADamagedPictureGivesAway)
+{
+    const Folder folder;
+    const Bytes block = EXIFBuilder().text(Group::tiff, tag::make, "ACME").block();
+    Bytes photo = jpegWithEXIF({block});
+    const std::size_t headEnd = 2 + 4 + block.size(); // SOI and the segment of the Exif block.
+    photo.resize(headEnd);
+    const auto cut = folder.put("cut.jpg", photo);
+    EXPECT_EQ(linesOf(revealFile(cut)), Lines{"📷 Camera / device: ACME"});
+    EXPECT_FALSE(std::holds_alternative<Cleaned>(scrubFile(cut).status));
 }
 
 TEST(ImageInspector, isAPhotoWithoutItemsWhenItCannotBeRead)

@@ -78,8 +78,22 @@ TEST(FileSource, noticesThatTheFileShrank)
     ASSERT_TRUE(file.ok());
     EXPECT_TRUE(file.value()->isUnchanged());
     ASSERT_EQ(::truncate(url.path().c_str(), 100), 0);
+    EXPECT_FALSE(file.value()->hasFailed());
     EXPECT_FALSE(file.value()->view(5000, 10).ok());
+    EXPECT_TRUE(file.value()->hasFailed());
     EXPECT_FALSE(file.value()->isUnchanged());
+}
+
+TEST(FileSource, hasNotFailedWhenItIsAskedForMoreThanThereIs)
+{
+    const Folder folder;
+    const auto file = FileSource::open(folder.put("a", "short").path());
+    ASSERT_TRUE(file.ok());
+    Bytes more(6);
+    EXPECT_FALSE(file.value()->read(0, more).ok());
+    EXPECT_FALSE(file.value()->view(6, 1).ok());
+    EXPECT_FALSE(file.value()->hasFailed());
+    EXPECT_TRUE(file.value()->isUnchanged());
 }
 
 TEST(PartSource, staysWithinItsPart)
@@ -147,6 +161,19 @@ TEST(FileURL, splitsNames)
     EXPECT_EQ(FileURL::fromPath("/a/.rels").pathExtension(), "rels");
     EXPECT_EQ(FileURL::fromPath("/a/b.").pathExtension(), "");
     EXPECT_EQ(FileURL::fromPath("/a.b/c").pathExtension(), "");
+}
+
+// A name in it must not become a name at the root.
+TEST(FileURL, staysInAFolderThatIsGone)
+{
+    const auto before = std::filesystem::current_path();
+    {
+        const Folder folder;
+        std::filesystem::current_path(folder.url("").path());
+    }
+    const std::string path = FileURL::fromPath("a.jpg").path();
+    std::filesystem::current_path(before);
+    EXPECT_EQ(path, "/proc/self/cwd/a.jpg");
 }
 
 TEST(FileURL, isAbsoluteAndTidy)

@@ -7,6 +7,16 @@
 namespace nullprint::pdf {
 namespace {
 
+// Read as the end of the file, a failure would have the library look for its damage again and
+// again.
+ByteSpan bytesAt(ByteSource& source, std::uint64_t offset, std::uint64_t length)
+{
+    const auto bytes = source.view(offset, static_cast<std::size_t>(length));
+    if (!bytes.ok())
+        throw std::runtime_error("the file cannot be read");
+    return bytes.value();
+}
+
 bool endsLine(Byte byte)
 {
     return byte == '\r' || byte == '\n';
@@ -20,9 +30,7 @@ ByteSpan Input::window() const
     constexpr std::uint64_t stretch = 4096;
     if (at >= source.size())
         return {};
-    const auto length = std::min<std::uint64_t>(source.size() - at, stretch);
-    const auto bytes = source.view(at, static_cast<std::size_t>(length));
-    return bytes.ok() ? bytes.value() : ByteSpan();
+    return bytesAt(source, at, std::min<std::uint64_t>(source.size() - at, stretch));
 }
 
 // The answer is where the line ends; all line ends that follow are passed over.
@@ -61,14 +69,13 @@ size_t Input::read(char* buffer, size_t length)
     const std::span target(buffer, length);
     std::size_t done = 0;
     while (done < length && at < source.size()) {
-        const auto step = static_cast<std::size_t>(
+        const auto bytes = bytesAt(
+            source,
+            at,
             std::min<std::uint64_t>({length - done, source.size() - at, limits::windowBytes}));
-        const auto bytes = source.view(at, step);
-        if (!bytes.ok())
-            break;
-        std::ranges::copy(asText(bytes.value()), target.subspan(done).begin());
-        done += step;
-        at += step;
+        std::ranges::copy(asText(bytes), target.subspan(done).begin());
+        done += bytes.size();
+        at += bytes.size();
     }
     return done;
 }

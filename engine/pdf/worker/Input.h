@@ -21,7 +21,7 @@ public:
     // Beyond the end is allowed, and reads nothing there; before the start throws.
     void seek(qpdf_offset_t offset, int whence) override;
     void rewind() override { at = 0; }
-    // What cannot be read has come to its end.
+    // Throws when the file cannot be read.
     size_t read(char* buffer, size_t length) override;
     void unreadCh(char) override { at -= at > 0 ? 1 : 0; }
 

@@ -107,7 +107,7 @@ void leaveNoTraces()
     ::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
 }
 
-Outcome run(std::string_view task, ByteSource& source)
+Outcome run(std::string_view task, FileSource& source)
 {
     // Never destroyed: taking a large document apart takes as long as reading it.
     static Work& work = *new Work(source);
@@ -121,6 +121,9 @@ Outcome run(std::string_view task, ByteSource& source)
         if (outcome == Outcome::done && !writeFacts(facts, output).ok())
             return Outcome::unwritable;
     }
+    // The library takes what could not be read for damage, and makes the best of it.
+    if (source.hasFailed())
+        return Outcome::unopenable;
     if (outcome == Outcome::done && !output.flush().ok())
         return Outcome::unwritable;
     const bool isCopy = outcome == Outcome::done && task == "clean";

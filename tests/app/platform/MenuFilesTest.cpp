@@ -355,42 +355,54 @@ class File:
 repository = types.ModuleType("gi.repository")
 repository.Gio = types.SimpleNamespace(
     Subprocess=Subprocess, SubprocessFlags=types.SimpleNamespace(NONE=0))
-repository.GObject = types.SimpleNamespace(GObject=type("GObject", (), {}))
+# One type for each name of a class: Nautilus keeps the last of two that are called alike.
+known = {}
+class GObject:
+    def __init_subclass__(cls):
+        known[cls.__name__] = cls
+repository.GObject = types.SimpleNamespace(GObject=GObject)
 repository.Nautilus = types.SimpleNamespace(MenuProvider=type("P", (), {}), MenuItem=MenuItem)
 sys.modules["gi"] = types.ModuleType("gi")
 sys.modules["gi.repository"] = repository
 
-spec = importlib.util.spec_from_file_location("extension", sys.argv[1])
-extension = importlib.util.module_from_spec(spec)
-spec.loader.exec_module(extension)
-menu = extension.NullprintMenu()
-files = [File(uri) for uri in sys.argv[2:]]
-assert menu.get_background_items("window", None) == []
-assert menu.get_file_items([]) == []
-assert menu.get_file_items([*files, File("file:///folder", True)]) == []
-assert menu.get_file_items([*files, File("sftp://host/a")]) == []
-assert len(menu.get_file_items("window", files)) == 1
-item, = menu.get_file_items(files)
-assert item.label == "Show Hidden Metadata (Nullprint)", item.label
+for path in sys.argv[1:3]:
+    spec = importlib.util.spec_from_file_location("extension", path)
+    spec.loader.exec_module(importlib.util.module_from_spec(spec))
+files = [File(uri) for uri in sys.argv[4:]]
+items = {}
+for menu in [each() for each in known.values()]:
+    assert menu.get_background_items("window", None) == []
+    assert menu.get_file_items([]) == []
+    assert menu.get_file_items([*files, File("file:///folder", True)]) == []
+    assert menu.get_file_items([*files, File("sftp://host/a")]) == []
+    assert len(menu.get_file_items("window", files)) == 1
+    item, = menu.get_file_items(files)
+    items[item.label] = item
+assert len({item.name for item in items.values()}) == 2, items
+item = items[sys.argv[3]]
 call, *arguments = item.call
 call(item, *arguments)
 )py";
 
-TEST(MenuFiles, bringEveryNameThroughTheExtension)
+TEST(MenuFiles, bringEveryNameThroughTheExtensions)
 {
     const Desktop desktop({QStringLiteral("nautilus")});
     putStandIn(desktop);
     makeFolders(desktop.scratch.path(QStringLiteral("system/local/nautilus-python/extensions")));
     desktop.rebuild();
-    QStringList words{QStringLiteral("-B"),
-                      QStringLiteral("-c"),
-                      QString::fromUtf8(nautilus),
-                      desktop.scratch.path(extensionShow)};
-    for (const QByteArray& uri : strangeURIs())
-        words.append(QString::fromLatin1(uri));
-    QProcess process;
-    process.start(QStringLiteral("python3"), words);
-    EXPECT_EQ(wordsAfter(desktop, process), calledWith("showMetadata", strangeURIs()));
+    for (const FinderService& service : finderServices) {
+        QStringList words{QStringLiteral("-B"),
+                          QStringLiteral("-c"),
+                          QString::fromUtf8(nautilus),
+                          desktop.scratch.path(extensionShow),
+                          desktop.scratch.path(scrubOf(extensionShow)),
+                          QLatin1String(service.title)};
+        for (const QByteArray& uri : strangeURIs())
+            words.append(QString::fromLatin1(uri));
+        QProcess process;
+        process.start(QStringLiteral("python3"), words);
+        EXPECT_EQ(wordsAfter(desktop, process), calledWith(service.message, strangeURIs()));
+    }
 }
 
 constexpr char foreignActions[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"

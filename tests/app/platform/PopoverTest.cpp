@@ -11,6 +11,7 @@
 namespace nullprint::app {
 namespace {
 
+using tests::comesTrue;
 using tests::letPass;
 
 constexpr QSize size(300, 400);
@@ -113,6 +114,47 @@ TEST(Popover, forgetsBeingClosedOnPurpose)
     QTest::keyClick(&popover, Qt::Key_Escape);
     EXPECT_FALSE(popover.isVisible());
     EXPECT_FALSE(popover.wasJustClosed());
+}
+
+// As on Wayland, where it has no grab.
+struct ToolPopover : Popover {
+    ToolPopover()
+        : Popover(new QLabel(QStringLiteral("text")))
+    {
+        setWindowFlags(Qt::Tool);
+        move(300, 300); // Away from the pointer.
+        show();
+        letPass(); // Until it is active.
+    }
+
+    void happens(QEvent::Type type)
+    {
+        QEvent event(type);
+        QCoreApplication::sendEvent(this, &event);
+    }
+};
+
+TEST(Popover, staysOpenWhileThePointerIsOnItsWay)
+{
+    ToolPopover popover;
+    popover.happens(QEvent::WindowDeactivate);
+    EXPECT_TRUE(popover.isVisible());
+    popover.happens(QEvent::Enter);
+    popover.happens(QEvent::WindowActivate);
+    EXPECT_TRUE(popover.isVisible());
+    popover.happens(QEvent::WindowDeactivate);
+    EXPECT_FALSE(popover.isVisible());
+    EXPECT_TRUE(popover.wasJustClosed());
+    popover.show();
+    popover.happens(QEvent::WindowDeactivate);
+    EXPECT_TRUE(popover.isVisible());
+}
+
+TEST(Popover, closesWhenThePointerNeverComes)
+{
+    ToolPopover popover;
+    popover.happens(QEvent::WindowDeactivate);
+    EXPECT_TRUE(comesTrue([&] { return !popover.isVisible(); }));
 }
 
 TEST(Popover, isAnOrdinaryWindowWithoutATray)

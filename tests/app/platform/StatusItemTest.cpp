@@ -75,6 +75,16 @@ TEST(StatusItem, opensWithEveryButton)
     EXPECT_EQ(item.place(), QRect(700, 10, 1, 1));
 }
 
+TEST(StatusItem, knowsThePlaceOfAClickAtEveryScale)
+{
+    const QPoint told(1280, 15);
+    const QPoint pointer(640, 8);
+    EXPECT_EQ(placeOfClick(told, pointer, 1), told);
+    EXPECT_EQ(placeOfClick({}, pointer, 1), pointer);
+    EXPECT_EQ(placeOfClick(told, pointer, 2), pointer);
+    EXPECT_EQ(placeOfClick(told, pointer, 1.5), pointer);
+}
+
 TEST(StatusItem, findsTraysThatComeLateAndComeBack)
 {
     StatusItem item;
