@@ -209,7 +209,9 @@ void AppDelegate::checkFiles()
     openPanel->setFileMode(QFileDialog::ExistingFiles);
     openPanel->setLabelText(QFileDialog::Accept, QStringLiteral("Check"));
     openPanel->setModal(true);
+    openPanel->setDirectory(folderToChooseFrom);
     connect(openPanel, &QFileDialog::filesSelected, this, [this](const QStringList& paths) {
+        folderToChooseFrom = QFileInfo(paths.value(0)).path();
         checkURLs(urlsOf(paths));
     });
     bringToFront(*openPanel);

@@ -9,6 +9,8 @@
 #include "app/UIModel.h"
 #include "app/UsageStats.h"
 
+#include <QDir>
+
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -119,6 +121,7 @@ private:
     std::unique_ptr<DropWindowController> dropController;
     std::vector<std::unique_ptr<RevealWindowController, DeletedLater>> revealControllers;
     QPointer<QFileDialog> openPanel;
+    QString folderToChooseFrom = QDir::homePath(); // Then the one that was chosen from.
     qint64 busyFiles = 0;
     bool showsPanelWithoutTray = false;
     bool isEnding = false; // Copies are counted, but there is nobody to show anything to.

@@ -591,6 +591,7 @@ TEST_F(AppDelegateTest, asksForFilesToCheck)
     EXPECT_EQ(panel->windowTitle().toStdString(), "Choose files to check for hidden data");
     EXPECT_EQ(panel->labelText(QFileDialog::Accept).toStdString(), "Check");
     EXPECT_EQ(panel->fileMode(), QFileDialog::ExistingFiles);
+    EXPECT_EQ(panel->directory(), QDir::home());
     life.delegate.performAction(QStringLiteral("check-files"), {});
     EXPECT_EQ(visibleWindows<QFileDialog>().size(), 1U);
     panel->reject();
@@ -607,6 +608,10 @@ TEST_F(AppDelegateTest, asksForFilesToCheck)
     press(*panel, "Check");
     ASSERT_NE(theWindow<RevealWindowController>(), nullptr);
     EXPECT_EQ(life.stored("totalChecked"), 2);
+    life.delegate.performAction(QStringLiteral("check-files"), {});
+    panel = theWindow<QFileDialog>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(panel->directory().path().toStdString(), files[0].folder());
 }
 
 TEST_F(AppDelegateTest, keepsOneDropWindow)

@@ -46,7 +46,7 @@ class FromTheTray(OnADesktop):
         self.desktop.press_in_panel("Check Files…")
         entry = self.widgets.find("text", "File name:")
         self.assertIsNone(self.desktop.panel())
-        self.widgets.write(entry, " ".join(f'"{name}"' for name in names))
+        self.widgets.write(entry, " ".join(f'"{self.desktop.files / name}"' for name in names))
         self.widgets.press("Check")
 
         window = self.widgets.find("dialog", CHECK_TITLE)
