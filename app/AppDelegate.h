@@ -8,8 +8,10 @@
 #include "app/StatusIcon.h"
 #include "app/UIModel.h"
 #include "app/UsageStats.h"
+#include "app/Workload.h"
 
 #include <QDir>
+#include <QTimer>
 
 #include <chrono>
 #include <filesystem>
@@ -105,10 +107,11 @@ private:
     void countCleaned(const CleanResult& result, const char* logEnding);
     void forgetRevealWindow(const RevealWindowController* window);
     template <typename Value>
-    void workOn(std::size_t fileCount,
-                std::function<Value(const std::stop_token&)> work,
+    void workOn(WorkKind kind,
+                const std::vector<FileURL>& files,
+                Value (*work)(const std::vector<FileURL>&, const std::stop_token&, const FileDone&),
                 std::function<void(Value)> done);
-    void addBusyFiles(qint64 count);
+    void showWorkload();
 
     Surroundings desktop;
     // Drawn once for an appearance: drawing takes milliseconds, and Qt keeps what was drawn.
@@ -122,7 +125,8 @@ private:
     std::vector<std::unique_ptr<RevealWindowController, DeletedLater>> revealControllers;
     QPointer<QFileDialog> openPanel;
     QString folderToChooseFrom = QDir::homePath(); // Then the one that was chosen from.
-    qint64 busyFiles = 0;
+    Workload workload;
+    QTimer workloadTicks;
     bool showsPanelWithoutTray = false;
     bool isEnding = false; // Copies are counted, but there is nobody to show anything to.
     EngineThreads threads; // The first to go: what comes back has everything else to come back to.

@@ -682,13 +682,30 @@ TEST_F(AppDelegateTest, looksBusyWhileItWorks)
     const auto idle = tray.pictures().value(3).pixels;
     const int tips = tray.signalCount("NewToolTip");
     life.delegate.checkURLs({photo("1.jpg"), photo("2.jpg")});
-    EXPECT_EQ(life.statusItem.text().toStdString(), "Nullprint — working on 2 files…");
+    EXPECT_EQ(life.statusItem.text().toStdString(), "Nullprint — checking: 2 files left");
     EXPECT_NE(life.statusItem.pictures().value(3).pixels, idle);
     ASSERT_NE(theWindow<RevealWindowController>(), nullptr);
     EXPECT_EQ(life.statusItem.text().toStdString(),
               "Nullprint — see and remove hidden data before you share");
     EXPECT_EQ(life.statusItem.pictures().value(3).pixels, idle);
     EXPECT_TRUE(comesTrue([&] { return tray.signalCount("NewToolTip") == tips + 2; }));
+}
+
+TEST_F(AppDelegateTest, tellsHowMuchIsLeft)
+{
+    Life life(folder);
+    life.launch();
+    std::vector<FileURL> files;
+    for (int number = 0; number < 500; ++number)
+        files.push_back(photo(std::to_string(number) + ".jpg"));
+    life.delegate.scrubMetadata(files);
+    EXPECT_EQ(life.statusItem.text().toStdString(), "Nullprint — cleaning: 500 files left");
+    static const QRegularExpression fewer(
+        QStringLiteral("^Nullprint — cleaning: [1-4]?[0-9]{1,2} files left$"));
+    ASSERT_TRUE(comesTrue([&] { return fewer.match(life.statusItem.text()).hasMatch(); }));
+    life.delegate.checkURLs({files[0]});
+    EXPECT_TRUE(life.statusItem.text().contains(QStringLiteral("checking: 1 file left, cleaning:")))
+        << life.statusItem.text().toStdString();
 }
 
 TEST_F(AppDelegateTest, iconFollowsTheDesktopsAppearance)
