@@ -16,9 +16,10 @@ CHECK_TITLE = "What’s hidden in these files"
 
 class OnADesktop(unittest.TestCase):
     tray = True
+    kind = Desktop
 
     def setUp(self):
-        self.desktop = self.enterContext(Desktop(tray=self.tray))
+        self.desktop = self.enterContext(self.kind(tray=self.tray))
         self.widgets = Widgets()
 
     def launch(self, *words):
@@ -221,6 +222,39 @@ class WithoutATray(OnADesktop):
         self.widgets.find("push button", "Check Files…")
         self.widgets.press("Quit Nullprint")
         self.assertEqual(self.application.wait(PATIENCE), 0)
+
+
+class SmallDesktop(Desktop):
+    screen = "640x384x24"
+
+
+class OnASmallScreen(OnADesktop):
+    kind = SmallDesktop
+
+    def test_windows_fit(self):
+        photo = self.desktop.sample("photo.jpg")
+        autostart = self.desktop.root / "config_home" / "autostart" / f"{NAME}.desktop"
+        self.launch()
+        wait_for(autostart.exists, "the entry that opens it at login")
+        self.desktop.click_icon()
+        x, y, width, height = wait_for(self.desktop.panel, "the panel")
+        self.assertTrue(0 <= x and x + width <= 640 and 0 <= y and y + height <= 384)
+        self.desktop.press_in_panel("Open at Login")  # Below the edge.
+        wait_for(lambda: not autostart.exists(), "the switch to be off")
+        self.desktop.key("Escape")
+        self.desktop.call("Open", f"['file://{photo}']", "{}")
+        window = self.widgets.find("dialog", CHECK_TITLE)
+        button = self.widgets.find("push button", "Close")
+
+        def fits():
+            for widget in (window, button):
+                area = widget.get_extents(self.widgets.atspi.CoordType.SCREEN)
+                if not (0 <= area.x and area.x + area.width <= 640 and
+                        0 <= area.y and area.y + area.height <= 384):
+                    return False
+            return True
+
+        wait_for(fits, "a window that fits")
 
 
 class FromElsewhere(OnADesktop):
