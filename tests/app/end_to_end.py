@@ -98,8 +98,15 @@ class FromTheTray(OnADesktop):
         self.widgets.press("Close")
         self.widgets.gone("dialog", CHECK_TITLE)
         self.desktop.click_icon()
+        self.desktop.press_in_panel("Check Files…")
+        self.widgets.press("Cancel")
+        self.widgets.gone("text", "File name:")
+        self.desktop.click_icon()
         self.desktop.press_in_panel("Quit Nullprint")
         self.assertEqual(self.application.wait(PATIENCE), 0)
+        # Nothing of where the files were is written down.
+        for kept in filter(pathlib.Path.is_file, (self.desktop.root / "config_home").rglob("*")):
+            self.assertNotIn(str(self.desktop.root).encode(), kept.read_bytes(), kept)
 
     def test_opens_and_closes_the_panel(self):
         self.launch()
