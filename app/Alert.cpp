@@ -85,11 +85,6 @@ QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& in
 {
     auto* alert = new QMessageBox(parent);
     alert->setAttribute(Qt::WA_DeleteOnClose);
-    if (parent != nullptr)
-        alert->setWindowModality(Qt::WindowModal); // Which chooses other flags.
-    // It is as large as its text.
-    alert->setWindowFlags((alert->windowFlags() & Qt::WindowType_Mask) | Qt::CustomizeWindowHint |
-                          Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
     alert->setWindowTitle(QStringLiteral("Nullprint"));
     alert->setIconPixmap(
         sharedIcon().pixmap(QSize(iconSide, iconSide), alert->devicePixelRatioF()));

@@ -166,6 +166,7 @@ void RevealWindowController::showCleanResult(std::vector<FileURL> outputs,
 void RevealWindowController::showSkipped(const std::vector<std::string>& skipped)
 {
     auto* sheet = newAlert(this, QStringLiteral("Some files were skipped"), joined(skipped));
+    sheet->setWindowModality(Qt::WindowModal);
     sheet->open();
 }
 

@@ -374,16 +374,6 @@ TEST_F(RevealWindow, sheetLeavesNoDotAloneHoweverLongTheName)
     }
 }
 
-TEST_F(RevealWindow, sheetHasNoButtonsForItsSize)
-{
-    open({withFindings("/a.jpg")});
-    window->showCleanResult({}, {"• a.jpg — No."});
-    const auto flags = sheet()->windowFlags();
-    EXPECT_TRUE(flags & Qt::CustomizeWindowHint); // Otherwise the platform adds them.
-    EXPECT_FALSE(flags & Qt::WindowMinMaxButtonsHint);
-    EXPECT_TRUE(flags & Qt::WindowCloseButtonHint);
-}
-
 TEST_F(RevealWindow, tellsOfClosingOnceWhateverTheWay)
 {
     open({withFindings("/a.jpg")});
