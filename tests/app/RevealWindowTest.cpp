@@ -1,7 +1,6 @@
 #include "app/RevealWindow.h"
 
 #include "app/BusySign.h"
-#include "app/Fonts.h"
 #include "app/Palette.h"
 #include "app/ReportView.h"
 #include "engine/reveal/ReportText.h"
@@ -356,10 +355,8 @@ TEST_F(RevealWindow, sheetStaysSmallHoweverManyWereSkipped)
 
 TEST_F(RevealWindow, sheetLeavesNoDotAloneHoweverLongTheName)
 {
-    const QFontMetrics metrics(systemFont(fontPixels::body));
     for (std::size_t length = 20; length < 100; ++length) {
         const auto name = std::string(length, 'n') + ".jpg";
-        const auto dotAndName = metrics.horizontalAdvance(QString::fromStdString("• " + name));
         open({withFindings("/a.jpg")});
         window->showCleanResult({}, {"• " + name + " — It is no picture.", "• b.txt — No."});
         QApplication::processEvents();
@@ -369,7 +366,8 @@ TEST_F(RevealWindow, sheetLeavesNoDotAloneHoweverLongTheName)
         } else {
             const auto* label =
                 sheet()->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
-            EXPECT_GE(label->width(), dotAndName) << length;
+            const auto dotAndName = QString::fromStdString("• " + name);
+            EXPECT_GE(label->width(), label->fontMetrics().horizontalAdvance(dotAndName)) << length;
         }
     }
 }
