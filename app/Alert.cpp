@@ -9,6 +9,8 @@
 #include <QGridLayout>
 #include <QLabel>
 
+#include <algorithm>
+
 namespace nullprint::app {
 namespace {
 
@@ -18,11 +20,25 @@ constexpr int smallestWidth = 320;
 constexpr int textWidth = 400;
 constexpr int textHeight = 240;
 
-bool fits(const QLabel& label)
+// No line ends behind the dot of a list.
+QString withDotsAtTheirNames(const QString& text)
 {
-    const auto needed =
-        label.fontMetrics().boundingRect(QRect(0, 0, textWidth, 0), Qt::TextWordWrap, label.text());
-    return needed.width() <= textWidth && needed.height() <= textHeight;
+    auto lines = text.split(u'\n');
+    for (QString& line : lines) {
+        if (line.startsWith(QStringLiteral("• ")))
+            line[1] = QChar::Nbsp;
+    }
+    return lines.join(u'\n');
+}
+
+// What the text takes at the width it may have.
+QSize neededBy(const QLabel& label)
+{
+    return label.fontMetrics()
+        .boundingRect(QRect(0, 0, textWidth, 0),
+                      Qt::TextWordWrap,
+                      withDotsAtTheirNames(label.text()))
+        .size();
 }
 
 // In the label's place. Names without spaces are broken where the line ends.
@@ -35,7 +51,7 @@ void makeScrollable(QGridLayout& layout, QLabel& label)
     layout.getItemPosition(layout.indexOf(&label), &row, &column, &rows, &columns);
     label.hide();
     auto* text = new ReadOnlyText;
-    text->setPlainText(label.text());
+    text->setPlainText(withDotsAtTheirNames(label.text()));
     text->setFixedSize(textWidth, textHeight);
     text->setAccessibleName(label.text());
     layout.addWidget(text, row, column, rows, columns);
@@ -49,8 +65,10 @@ void showInformation(QMessageBox& alert, const QString& information)
     label->setTextFormat(Qt::PlainText);
     label->setOpenExternalLinks(false);
     label->setFont(systemFont(fontpixels::body));
-    label->setMinimumWidth(smallestWidth);
-    if (auto* layout = qobject_cast<QGridLayout*>(alert.layout()); layout && !fits(*label))
+    const auto needed = neededBy(*label);
+    label->setMinimumWidth(std::clamp(needed.width(), smallestWidth, textWidth));
+    const bool fits = needed.width() <= textWidth && needed.height() <= textHeight;
+    if (auto* layout = qobject_cast<QGridLayout*>(alert.layout()); layout && !fits)
         makeScrollable(*layout, *label);
 }
 

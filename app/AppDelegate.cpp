@@ -26,6 +26,7 @@ namespace nullprint::app {
 namespace {
 
 constexpr char toolTip[] = "Nullprint — see and remove hidden data before you share";
+constexpr std::chrono::milliseconds workloadTick{100};
 
 // The log is nobody else's business, and does not make its folder itself.
 void makePrivateFolder(const std::filesystem::path& folder)
@@ -89,13 +90,34 @@ void AppDelegate::applicationDidFinishLaunching(const StartRequest& request)
 void AppDelegate::buildStatusItem()
 {
     StatusItem& item = desktop.statusItem;
-    item.setIcon(statusIconName(), idleIcon);
+    showStatusIcon();
     item.setToolTip(QString::fromUtf8(toolTip));
+    workloadTicks.setInterval(workloadTick);
+    connect(&workloadTicks, &QTimer::timeout, this, &AppDelegate::showWorkload);
     connect(&item, &StatusItem::activated, this, &AppDelegate::togglePopover);
     connect(&item, &StatusItem::trayMissing, this, [this] {
         if (showsPanelWithoutTray)
             showPopover();
     });
+}
+
+void AppDelegate::showStatusIcon()
+{
+    if (!workload.isEmpty())
+        desktop.statusItem.setIcon({}, busyIcon);
+    else
+        desktop.statusItem.setIcon(statusIconName(), idleIcon);
+}
+
+// Of the panel, which hears of the desktop's appearance.
+bool AppDelegate::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::ApplicationPaletteChange) {
+        idleIcon = statusIcon();
+        busyIcon = busyStatusIcon();
+        showStatusIcon();
+    }
+    return ServiceProviderDelegate::eventFilter(watched, event);
 }
 
 void AppDelegate::buildPopover()
@@ -107,6 +129,7 @@ void AppDelegate::buildPopover()
         .setLogin = [this](bool on) { setLogin(on); },
     };
     popover = std::make_unique<Popover>(new PopoverView(model, actions));
+    popover->installEventFilter(this);
 }
 
 // Opening at login is proposed once. Whoever turns it off is not asked again.
@@ -147,7 +170,7 @@ void AppDelegate::countersChanged()
 void AppDelegate::quitWhenOutOfReach()
 {
     const auto windows = QApplication::topLevelWidgets();
-    if (busyFiles > 0 || desktop.statusItem.isInTray() || desktop.statusItem.hasBus() ||
+    if (!workload.isEmpty() || desktop.statusItem.isInTray() || desktop.statusItem.hasBus() ||
         std::ranges::any_of(windows, &QWidget::isVisible))
         return;
     QCoreApplication::exit(0);
@@ -189,7 +212,9 @@ void AppDelegate::checkFiles()
     openPanel->setFileMode(QFileDialog::ExistingFiles);
     openPanel->setLabelText(QFileDialog::Accept, QStringLiteral("Check"));
     openPanel->setModal(true);
+    openPanel->setDirectory(folderToChooseFrom);
     connect(openPanel, &QFileDialog::filesSelected, this, [this](const QStringList& paths) {
+        folderToChooseFrom = QFileInfo(paths.value(0)).path();
         checkURLs(urlsOf(paths));
     });
     bringToFront(*openPanel);
@@ -237,13 +262,13 @@ void AppDelegate::checkURLs(const std::vector<FileURL>& urls)
         return;
     stats.addChecked(std::ssize(urls));
     countersChanged();
-    workOn<std::vector<RevealReport>>(
-        urls.size(),
-        [urls](const std::stop_token& stop) { return revealAll(urls, stop); },
-        [this](std::vector<RevealReport> reports) {
-            if (!isEnding)
-                showRevealWindow(std::move(reports));
-        });
+    workOn<std::vector<RevealReport>>(WorkKind::checking,
+                                      urls,
+                                      revealAll,
+                                      [this](std::vector<RevealReport> reports) {
+                                          if (!isEnding)
+                                              showRevealWindow(std::move(reports));
+                                      });
 }
 
 RevealWindowController* AppDelegate::showRevealWindow(std::vector<RevealReport> reports)
@@ -268,12 +293,12 @@ void AppDelegate::cleanFromRevealWindow(const std::vector<FileURL>& urls,
                                         RevealWindowController* window)
 {
     desktop.heartbeat.bump(QStringLiteral("ctCleans"));
-    workOn<CleanResult>(
-        urls.size(),
-        [urls](const std::stop_token& stop) { return cleanAll(urls, stop); },
-        [this, receiver = QPointer(window)](const CleanResult& result) {
-            finishRevealClean(result, receiver);
-        });
+    workOn<CleanResult>(WorkKind::cleaning,
+                        urls,
+                        cleanAll,
+                        [this, receiver = QPointer(window)](const CleanResult& result) {
+                            finishRevealClean(result, receiver);
+                        });
 }
 
 void AppDelegate::finishRevealClean(const CleanResult& result, RevealWindowController* window)
@@ -302,10 +327,9 @@ void AppDelegate::cleanURLsFromService(const std::vector<FileURL>& urls)
     stats.addChecked(std::ssize(urls));
     countersChanged();
     desktop.heartbeat.bump(QStringLiteral("ctCleans"));
-    workOn<CleanResult>(
-        urls.size(),
-        [urls](const std::stop_token& stop) { return cleanAll(urls, stop); },
-        [this](const CleanResult& result) { finishServiceClean(result); });
+    workOn<CleanResult>(WorkKind::cleaning, urls, cleanAll, [this](const CleanResult& result) {
+        finishServiceClean(result);
+    });
 }
 
 void AppDelegate::finishServiceClean(const CleanResult& result)
@@ -331,34 +355,40 @@ void AppDelegate::finishServiceClean(const CleanResult& result)
 }
 
 template <typename Value>
-void AppDelegate::workOn(std::size_t fileCount,
-                         std::function<Value(const std::stop_token&)> work,
+void AppDelegate::workOn(WorkKind kind,
+                         const std::vector<FileURL>& files,
+                         Value (*work)(const std::vector<FileURL>&,
+                                       const std::stop_token&,
+                                       const FileDone&),
                          std::function<void(Value)> done)
 {
-    const auto count = static_cast<qint64>(fileCount);
-    addBusyFiles(count);
-    threads.start<Value>(std::move(work), [this, count, done = std::move(done)](Value value) {
-        if (!isEnding)
-            addBusyFiles(-count);
-        done(std::move(value));
-        quitWhenOutOfReach();
-    });
+    const auto left = workload.begin(kind, std::ssize(files));
+    showWorkload();
+    threads.start<Value>(
+        [files, work, left](const std::stop_token& stop) {
+            return work(files, stop, [&] { --*left; });
+        },
+        [this, left, done = std::move(done)](Value value) {
+            workload.end(left);
+            if (!isEnding)
+                showWorkload();
+            done(std::move(value));
+            quitWhenOutOfReach();
+        });
 }
 
-void AppDelegate::addBusyFiles(qint64 count)
+void AppDelegate::showWorkload()
 {
-    const bool wasBusy = busyFiles > 0;
-    busyFiles += count;
-    const bool isBusy = busyFiles > 0;
-    StatusItem& item = desktop.statusItem;
-    item.setToolTip(isBusy ? QStringLiteral("Nullprint — working on %1 file%2…")
-                                 .arg(busyFiles)
-                                 .arg(busyFiles == 1 ? QString() : QStringLiteral("s"))
-                           : QString::fromUtf8(toolTip));
-    if (isBusy && !wasBusy)
-        item.setIcon({}, busyIcon);
-    else if (wasBusy && !isBusy)
-        item.setIcon(statusIconName(), idleIcon);
+    const bool isBusy = !workload.isEmpty();
+    desktop.statusItem.setToolTip(isBusy ? QStringLiteral("Nullprint — ") + workload.text()
+                                         : QString::fromUtf8(toolTip));
+    if (isBusy == workloadTicks.isActive())
+        return;
+    if (isBusy)
+        workloadTicks.start();
+    else
+        workloadTicks.stop();
+    showStatusIcon();
 }
 
 } // namespace nullprint::app

@@ -8,6 +8,10 @@
 #include "app/StatusIcon.h"
 #include "app/UIModel.h"
 #include "app/UsageStats.h"
+#include "app/Workload.h"
+
+#include <QDir>
+#include <QTimer>
 
 #include <chrono>
 #include <filesystem>
@@ -78,12 +82,16 @@ public:
     std::size_t revealWindowCount() const { return revealControllers.size(); }
     const UIModel& panelModel() const { return model; }
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     struct DeletedLater {
         void operator()(QObject* object) const { object->deleteLater(); }
     };
 
     void buildStatusItem();
+    void showStatusIcon();
     void buildPopover();
     void prepareFirstRun();
     void scheduleHeartbeat();
@@ -99,15 +107,16 @@ private:
     void countCleaned(const CleanResult& result, const char* logEnding);
     void forgetRevealWindow(const RevealWindowController* window);
     template <typename Value>
-    void workOn(std::size_t fileCount,
-                std::function<Value(const std::stop_token&)> work,
+    void workOn(WorkKind kind,
+                const std::vector<FileURL>& files,
+                Value (*work)(const std::vector<FileURL>&, const std::stop_token&, const FileDone&),
                 std::function<void(Value)> done);
-    void addBusyFiles(qint64 count);
+    void showWorkload();
 
     Surroundings desktop;
-    // Drawn once: drawing takes milliseconds, and Qt keeps what was drawn.
-    const QIcon idleIcon = statusIcon();
-    const QIcon busyIcon = busyStatusIcon();
+    // Drawn once for an appearance: drawing takes milliseconds, and Qt keeps what was drawn.
+    QIcon idleIcon = statusIcon();
+    QIcon busyIcon = busyStatusIcon();
     UIModel model;
     UsageStats stats;
     ServiceProvider serviceProvider;
@@ -115,7 +124,9 @@ private:
     std::unique_ptr<DropWindowController> dropController;
     std::vector<std::unique_ptr<RevealWindowController, DeletedLater>> revealControllers;
     QPointer<QFileDialog> openPanel;
-    qint64 busyFiles = 0;
+    QString folderToChooseFrom = QDir::homePath(); // Then the one that was chosen from.
+    Workload workload;
+    QTimer workloadTicks;
     bool showsPanelWithoutTray = false;
     bool isEnding = false; // Copies are counted, but there is nobody to show anything to.
     EngineThreads threads; // The first to go: what comes back has everything else to come back to.

@@ -17,6 +17,7 @@
 #include "cli/AppLog.h"
 
 #include <QApplication>
+#include <QSettings>
 
 #include <cstdio>
 #include <unistd.h>
@@ -50,6 +51,10 @@ public:
         QApplication::setQuitOnLastWindowClosed(false);
         QGuiApplication::setDesktopFileName(QString::fromLatin1(applicationID));
         QApplication::setWindowIcon(applicationIcon());
+        // Where Qt's file dialog writes down the folders that files were chosen from.
+        QSettings::setPath(QSettings::NativeFormat,
+                           QSettings::UserScope,
+                           QStringLiteral("/dev/null"));
     }
 
     int run() { return QApplication::exec(); }

@@ -20,24 +20,28 @@ std::string skipLine(const FileURL& file, const std::string& message)
     return "• " + file.lastPathComponent() + " — " + message;
 }
 
-std::vector<RevealReport> revealAll(const std::vector<FileURL>& files, const std::stop_token& stop)
+std::vector<RevealReport>
+revealAll(const std::vector<FileURL>& files, const std::stop_token& stop, const FileDone& fileDone)
 {
     std::vector<RevealReport> reports;
     for (const FileURL& file : files) {
         if (stop.stop_requested())
             break;
         reports.push_back(revealFile(file));
+        fileDone();
     }
     return reports;
 }
 
-CleanResult cleanAll(const std::vector<FileURL>& files, const std::stop_token& stop)
+CleanResult
+cleanAll(const std::vector<FileURL>& files, const std::stop_token& stop, const FileDone& fileDone)
 {
     CleanResult result;
     for (const FileURL& file : files) {
         if (stop.stop_requested())
             break;
         addReport(result, scrubFile(file));
+        fileDone();
     }
     return result;
 }

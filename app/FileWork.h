@@ -4,6 +4,7 @@
 #include "engine/reveal/RevealReport.h"
 #include "engine/scrub/ScrubReport.h"
 
+#include <functional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -19,8 +20,13 @@ struct CleanResult {
 // “• name — message”. Names and messages are bytes as they came.
 std::string skipLine(const FileURL& file, const std::string& message);
 
+// Told after every file, on the thread of the work.
+using FileDone = std::function<void()>;
+
 // One report a file, in their order. No file is begun after a stop was asked for.
-std::vector<RevealReport> revealAll(const std::vector<FileURL>& files, const std::stop_token& stop);
-CleanResult cleanAll(const std::vector<FileURL>& files, const std::stop_token& stop);
+std::vector<RevealReport>
+revealAll(const std::vector<FileURL>& files, const std::stop_token& stop, const FileDone& fileDone);
+CleanResult
+cleanAll(const std::vector<FileURL>& files, const std::stop_token& stop, const FileDone& fileDone);
 
 } // namespace nullprint::app

@@ -75,14 +75,13 @@ protected:
 };
 
 // A word on a rounded background of its own tint.
-class Badge : public QWidget {
+class Badge : public QLabel {
 public:
     explicit Badge(const QString& text)
-        : text(text)
+        : QLabel(text)
     {
+        setTextFormat(Qt::PlainText);
         setFont(systemFont(fontpixels::badge, QFont::Bold));
-        setAccessibleName(text);
-        setAccessibleRole(*this, QAccessible::StaticText);
         const auto advance = fontMetrics().horizontalAdvance(text);
         setFixedSize(advance + 10, fontMetrics().height() + 3);
     }
@@ -101,11 +100,8 @@ protected:
         painter.setBrush(ground);
         painter.drawRoundedRect(rect(), 4, 4);
         painter.setPen(tint);
-        painter.drawText(rect(), Qt::AlignCenter, text);
+        painter.drawText(rect(), Qt::AlignCenter, text());
     }
-
-private:
-    QString text;
 };
 
 class Divider : public QWidget {
@@ -133,6 +129,13 @@ QLabel* secondaryLine(const QString& text, int pixels)
     auto* label = line(text, systemFont(pixels));
     label->setForegroundRole(QPalette::PlaceholderText); // As the panel's own palette has it.
     return label;
+}
+
+// Where it does not fit on a line, it goes on after a dot.
+QString brokenBetweenParts(QString text)
+{
+    text.replace(u' ', QChar::Nbsp);
+    return text.replace(QStringLiteral("·") + QChar::Nbsp, QStringLiteral("· "));
 }
 
 PushButton* button(const QString& text, PushButton::Look look, Symbol symbol)
@@ -249,12 +252,14 @@ QWidget* PopoverView::loginRow()
 void PopoverView::showModel()
 {
     login->setChecked(model.loginOn());
-    footer->setText(
+    const auto totals =
         QStringLiteral("Beta %1 · Checked %2 · Cleaned %3 · Last clean: %4")
             .arg(QLatin1String(appVersion.data(), static_cast<qsizetype>(appVersion.size())),
                  QString::number(model.filesChecked()),
                  QString::number(model.filesCleaned()),
-                 model.lastCleanText()));
+                 model.lastCleanText());
+    footer->setText(brokenBetweenParts(totals));
+    footer->setAccessibleName(totals);
     fit();
 }
 

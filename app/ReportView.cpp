@@ -4,7 +4,9 @@
 
 #include <QElapsedTimer>
 #include <QEvent>
+#include <QMimeData>
 #include <QScrollBar>
+#include <QTextBlock>
 
 namespace nullprint::app {
 namespace {
@@ -15,6 +17,8 @@ constexpr int sliceMs = 8;
 // Laying out a line takes time by the square of its paragraph's length: where a paragraph is longer
 // than any that people write, it goes on in a new one.
 constexpr qsizetype longestParagraph = 2000;
+// The state of a paragraph that goes on in the next one.
+constexpr int goesOn = 1;
 
 QTextCharFormat styled(const QFont& font, const QColor& color)
 {
@@ -145,8 +149,10 @@ void ReportView::writePiece(QTextCursor& cursor)
     if (lineFeed >= 0 && lineFeed < end)
         end = lineFeed + 1;
     cursor.insertText(text.sliced(written, end - written), format);
-    if (end - written >= longestParagraph - 1 && text[end - 1] != u'\n')
+    if (end - written >= longestParagraph - 1 && text[end - 1] != u'\n') {
         cursor.insertText(QStringLiteral("\n"), format);
+        cursor.block().previous().setUserState(goesOn);
+    }
     written = end;
     if (written == text.size())
         runs.pop_front();
@@ -211,6 +217,31 @@ void ReportView::prepareSummary()
         {QStringLiteral("✓ Cleaned %1 file%2. ").arg(cleanedCopies).arg(plural), styles->cleaned});
     runs.push_back({QStringLiteral("Saved next to the originals with “ (scrubbed)” in the name.\n"),
                     styles->small});
+}
+
+QMimeData* ReportView::createMimeDataFromSelection() const
+{
+    const auto start = textCursor().selectionStart();
+    const auto end = textCursor().selectionEnd();
+    const auto last = document()->findBlock(end);
+    QString text;
+    bool joinsPieces = false;
+    for (auto block = document()->findBlock(start); block.isValid(); block = block.next()) {
+        const auto from = std::max(start - block.position(), 0);
+        text +=
+            block.text().sliced(from, std::min(end - block.position(), block.length() - 1) - from);
+        if (block == last)
+            break;
+        if (block.userState() == goesOn)
+            joinsPieces = true;
+        else
+            text += u'\n';
+    }
+    if (!joinsPieces)
+        return ReadOnlyText::createMimeDataFromSelection(); // With fonts and colours.
+    auto data = std::make_unique<QMimeData>();
+    data->setText(text);
+    return data.release();
 }
 
 // Colours that were given by name do not follow the desktop's.

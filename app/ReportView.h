@@ -36,6 +36,8 @@ signals:
 
 protected:
     void changeEvent(QEvent* event) override;
+    // Long paragraphs are copied in one piece, as they are stored.
+    QMimeData* createMimeDataFromSelection() const override;
 
 private:
     enum class Part { heading, findings, summary, end };

@@ -80,7 +80,7 @@ RevealWindowController::RevealWindowController(std::vector<RevealReport> reports
     column->addWidget(textView);
     column->addWidget(buttonBar());
     textView->setFocus();
-    resize(firstWidth, firstHeight);
+    resize(sizeThatFits({firstWidth, firstHeight}, screenOfPointer()));
     centerOnScreen(*this);
 }
 

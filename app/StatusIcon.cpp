@@ -7,6 +7,8 @@
 #include <QGuiApplication>
 #include <QPainter>
 
+#include <array>
+
 namespace nullprint::app {
 namespace {
 
@@ -26,22 +28,66 @@ QPixmap signPixmap(int side)
     return pixmap;
 }
 
+struct EyeColors {
+    QColor eye;
+    QColor halo;
+};
+
+// What is behind the icon is not known: an eye of the one colour in a halo of the other is seen on
+// dark trays and on light ones.
+EyeColors eyeColors()
+{
+    constexpr QColor dark(40, 40, 40);
+    constexpr QColor light(245, 245, 245);
+    if (appearanceOf(QGuiApplication::palette()) == Appearance::dark)
+        return {light, dark};
+    return {dark, light};
+}
+
+// The eye in one colour, with room for the halo on every side.
+QPixmap plainEye(int side, qreal room, const QColor& color)
+{
+    QPixmap pixmap(side, side);
+    pixmap.fill(Qt::transparent);
+    const auto width = side - 2 * room;
+    const auto height = width * symbolProportion(Symbol::eyeSlash);
+    QPainter painter(&pixmap);
+    drawSymbol(painter, Symbol::eyeSlash, {room, (side - height) / 2, width, height}, color);
+    return pixmap;
+}
+
 QPixmap eyePixmap(int side)
 {
-    const auto pixmap = applicationIcon().pixmap(QSize(side, side), 1.0);
-    return pixmap.isNull() ? signPixmap(side) : pixmap;
+    if (!hasPicture(Symbol::eyeSlash))
+        return signPixmap(side);
+    constexpr std::array<QPointF, 8> directions{
+        {{1, 0}, {0.7, 0.7}, {0, 1}, {-0.7, 0.7}, {-1, 0}, {-0.7, -0.7}, {0, -1}, {0.7, -0.7}}};
+    const qreal halo = side / 22.0;
+    const auto colors = eyeColors();
+    const auto behind = plainEye(side, halo, colors.halo);
+    QPixmap pixmap(side, side);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    for (const auto& direction : directions)
+        painter.drawPixmap(direction * halo, behind);
+    painter.drawPixmap(0, 0, plainEye(side, halo, colors.eye));
+    return pixmap;
 }
 
 QPixmap withDot(QPixmap pixmap)
 {
-    const auto colors = Palette::of(QGuiApplication::palette());
-    const qreal diameter = pixmap.width() * 0.4;
+    const qreal side = pixmap.width();
+    const qreal radius = side * 0.2;
+    const qreal ring = radius * 1.3;
+    const QPointF middle(side - ring, side - ring);
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(colors.background, pixmap.width() / 16.0));
-    painter.setBrush(colors.accent);
-    painter.drawEllipse(
-        QRectF(pixmap.width() - diameter - 1, pixmap.height() - diameter - 1, diameter, diameter));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(eyeColors().halo);
+    painter.drawEllipse(middle, ring, ring);
+    painter.setBrush(QColor(235, 110, 0));
+    painter.drawEllipse(middle, radius, radius);
     return pixmap;
 }
 

@@ -2,6 +2,7 @@
 
 #include "app/Identity.h"
 
+#include <QFile>
 #include <QImage>
 #include <QPainter>
 #include <QSvgRenderer>
@@ -41,6 +42,18 @@ QSize symbolSize(Symbol symbol, int points)
 {
     const auto bounds = rowOf(symbol).bounds;
     return {qRound(bounds.width() * points / bounds.height()), points};
+}
+
+qreal symbolProportion(Symbol symbol)
+{
+    const auto bounds = rowOf(symbol).bounds;
+    return bounds.height() / bounds.width();
+}
+
+bool hasPicture(Symbol symbol)
+{
+    useResources();
+    return QFile::exists(QString::fromLatin1(rowOf(symbol).file));
 }
 
 void drawSymbol(QPainter& painter, Symbol symbol, const QRectF& area, const QColor& color)

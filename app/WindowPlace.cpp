@@ -9,11 +9,27 @@
 
 namespace nullprint::app {
 
+namespace {
+
+// What window managers usually add.
+constexpr QSize frame(8, 40);
+
+} // namespace
+
+QScreen* screenOfPointer()
+{
+    auto* screen = QGuiApplication::screenAt(QCursor::pos());
+    return screen != nullptr ? screen : QGuiApplication::primaryScreen();
+}
+
+QSize sizeThatFits(QSize wanted, const QScreen* screen)
+{
+    return screen == nullptr ? wanted : wanted.boundedTo(screen->availableSize() - frame);
+}
+
 void centerOnScreen(QWidget& window)
 {
-    const auto* screen = QGuiApplication::screenAt(QCursor::pos());
-    if (screen == nullptr)
-        screen = QGuiApplication::primaryScreen();
+    const auto* screen = screenOfPointer();
     if (screen == nullptr)
         return;
     auto place = window.rect();

@@ -7,6 +7,8 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -41,7 +43,52 @@ QScreen* screenOf(const QPoint& place)
     return screen != nullptr ? screen : QGuiApplication::primaryScreen();
 }
 
+// In a corner, where most icons are.
+QRect usualAnchor()
+{
+    return {QGuiApplication::primaryScreen()->availableGeometry().topRight(), QSize(1, 1)};
+}
+
 } // namespace
+
+// As large as its content, up to a height.
+class PopoverScroller : public QScrollArea {
+public:
+    explicit PopoverScroller(QWidget* content)
+    {
+        setFrameShape(QFrame::NoFrame);
+        setFocusPolicy(Qt::NoFocus);
+        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        setWidgetResizable(true);
+        setWidget(content);
+    }
+
+    void setHighest(int height)
+    {
+        highest = height;
+        updateGeometry();
+    }
+
+    QSize sizeHint() const override
+    {
+        const auto whole = widget()->sizeHint().expandedTo(widget()->minimumSize());
+        if (whole.height() <= highest)
+            return whole;
+        return {whole.width() + verticalScrollBar()->sizeHint().width(), highest};
+    }
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+protected:
+    bool event(QEvent* event) override
+    {
+        if (event->type() == QEvent::LayoutRequest) // The content has changed.
+            updateGeometry();
+        return QScrollArea::event(event);
+    }
+
+private:
+    int highest = QWIDGETSIZE_MAX;
+};
 
 QRect popoverPlace(QSize size, const QRect& anchor, const QRect& screen)
 {
@@ -59,7 +106,8 @@ Popover::Popover(QWidget* content)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSizeConstraint(QLayout::SetFixedSize); // It follows its content while it is open.
-    layout->addWidget(content);
+    scroller = new PopoverScroller(content);
+    layout->addWidget(scroller);
     setWindowFlags(windowKind(false));
     withoutFocus.setSingleShot(true);
     connect(&withoutFocus, &QTimer::timeout, this, &QWidget::close);
@@ -75,12 +123,15 @@ void Popover::open(const std::optional<QRect>& anchor, bool asWindow)
     if (!isVisible()) {
         setKind(asWindow);
         ensurePolished();
+        const auto around = anchor.value_or(usualAnchor());
+        scroller->setHighest(highest(around));
         layout()->activate();
         adjustSize();
         if (QWidget* last = focusWidget()) // The keyboard begins at the top each time.
             last->clearFocus();
+        scroller->verticalScrollBar()->setValue(0);
         if (isTransient())
-            placeAt(anchor);
+            placeAt(around);
         else
             placeAsWindow();
     }
@@ -113,11 +164,17 @@ void Popover::setKind(bool asWindow)
     setAttribute(Qt::WA_QuitOnClose, asWindow); // As a popup it is never the last one.
 }
 
-void Popover::placeAt(const std::optional<QRect>& anchor)
+void Popover::placeAt(const QRect& around)
 {
-    const auto corner = QGuiApplication::primaryScreen()->availableGeometry().topRight();
-    const auto around = anchor.value_or(QRect(corner, QSize(1, 1)));
     move(popoverPlace(size(), around, screenOf(around.center())->availableGeometry()).topLeft());
+}
+
+int Popover::highest(const QRect& around) const
+{
+    if (isTransient())
+        return screenOf(around.center())->availableSize().height();
+    constexpr QSize unbounded(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    return sizeThatFits(unbounded, screenOfPointer()).height();
 }
 
 // Where the user left it, as long as that is on a screen.

@@ -15,11 +15,13 @@ namespace nullprint::app {
 // the lower half, centred on it, and inside `screen`.
 QRect popoverPlace(QSize size, const QRect& anchor, const QRect& screen);
 
+class PopoverScroller;
+
 class Popover : public QWidget {
     Q_OBJECT
 
 public:
-    // Takes `content` over and has its size.
+    // Takes `content` over and has its size. What is higher than the screen can be scrolled.
     explicit Popover(QWidget* content);
 
     // Whether it was closed by the very click that now asks for it. A click on the icon is one
@@ -42,11 +44,13 @@ protected:
 private:
     bool isTransient() const;
     void setKind(bool asWindow);
-    void placeAt(const std::optional<QRect>& anchor);
+    int highest(const QRect& around) const;
+    void placeAt(const QRect& around);
     void placeAsWindow();
     void followFocus(QEvent::Type change);
     void tellOfBeingActive();
 
+    PopoverScroller* scroller;
     QElapsedTimer sinceClosedByClick;
     QTimer withoutFocus;
     bool isReached = false; // By the pointer, since it was opened.

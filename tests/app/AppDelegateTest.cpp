@@ -5,6 +5,7 @@
 #include "app/FileURIs.h"
 #include "app/Heartbeat.h"
 #include "app/LoginItem.h"
+#include "app/Palette.h"
 #include "app/RevealWindow.h"
 #include "app/platform/Popover.h"
 #include "app/platform/StatusItem.h"
@@ -265,7 +266,7 @@ TEST_F(AppDelegateTest, hasAWindowWhereThereIsNoTray)
 
 QString footerOf(const QWidget& panel)
 {
-    return panel.findChildren<QLabel*>().last()->text();
+    return panel.findChildren<QLabel*>().last()->accessibleName();
 }
 
 TEST_F(AppDelegateTest, keepsAPanelThatIsAWindowFresh)
@@ -590,6 +591,7 @@ TEST_F(AppDelegateTest, asksForFilesToCheck)
     EXPECT_EQ(panel->windowTitle().toStdString(), "Choose files to check for hidden data");
     EXPECT_EQ(panel->labelText(QFileDialog::Accept).toStdString(), "Check");
     EXPECT_EQ(panel->fileMode(), QFileDialog::ExistingFiles);
+    EXPECT_EQ(panel->directory(), QDir::home());
     life.delegate.performAction(QStringLiteral("check-files"), {});
     EXPECT_EQ(visibleWindows<QFileDialog>().size(), 1U);
     panel->reject();
@@ -606,6 +608,10 @@ TEST_F(AppDelegateTest, asksForFilesToCheck)
     press(*panel, "Check");
     ASSERT_NE(theWindow<RevealWindowController>(), nullptr);
     EXPECT_EQ(life.stored("totalChecked"), 2);
+    life.delegate.performAction(QStringLiteral("check-files"), {});
+    panel = theWindow<QFileDialog>();
+    ASSERT_NE(panel, nullptr);
+    EXPECT_EQ(panel->directory().path().toStdString(), files[0].folder());
 }
 
 TEST_F(AppDelegateTest, keepsOneDropWindow)
@@ -676,13 +682,43 @@ TEST_F(AppDelegateTest, looksBusyWhileItWorks)
     const auto idle = tray.pictures().value(3).pixels;
     const int tips = tray.signalCount("NewToolTip");
     life.delegate.checkURLs({photo("1.jpg"), photo("2.jpg")});
-    EXPECT_EQ(life.statusItem.text().toStdString(), "Nullprint — working on 2 files…");
+    EXPECT_EQ(life.statusItem.text().toStdString(), "Nullprint — checking: 2 files left");
     EXPECT_NE(life.statusItem.pictures().value(3).pixels, idle);
     ASSERT_NE(theWindow<RevealWindowController>(), nullptr);
     EXPECT_EQ(life.statusItem.text().toStdString(),
               "Nullprint — see and remove hidden data before you share");
     EXPECT_EQ(life.statusItem.pictures().value(3).pixels, idle);
     EXPECT_TRUE(comesTrue([&] { return tray.signalCount("NewToolTip") == tips + 2; }));
+}
+
+TEST_F(AppDelegateTest, tellsHowMuchIsLeft)
+{
+    Life life(folder);
+    life.launch();
+    std::vector<FileURL> files;
+    for (int number = 0; number < 500; ++number)
+        files.push_back(photo(std::to_string(number) + ".jpg"));
+    life.delegate.scrubMetadata(files);
+    EXPECT_EQ(life.statusItem.text().toStdString(), "Nullprint — cleaning: 500 files left");
+    static const QRegularExpression fewer(
+        QStringLiteral("^Nullprint — cleaning: [1-4]?[0-9]{1,2} files left$"));
+    ASSERT_TRUE(comesTrue([&] { return fewer.match(life.statusItem.text()).hasMatch(); }));
+    life.delegate.checkURLs({files[0]});
+    EXPECT_TRUE(life.statusItem.text().contains(QStringLiteral("checking: 1 file left, cleaning:")))
+        << life.statusItem.text().toStdString();
+}
+
+TEST_F(AppDelegateTest, iconFollowsTheDesktopsAppearance)
+{
+    Life life(folder);
+    life.launch();
+    const auto before = life.statusItem.pictures().value(3).pixels;
+    QApplication::setPalette(darkDesktopPalette());
+    letPass(0);
+    EXPECT_NE(life.statusItem.pictures().value(3).pixels, before);
+    QApplication::setPalette(QPalette());
+    letPass(0);
+    EXPECT_EQ(life.statusItem.pictures().value(3).pixels, before);
 }
 
 TEST_F(AppDelegateTest, leavesNothingHalfDoneWhenItQuits)

@@ -8,6 +8,7 @@
 #include <QAccessible>
 #include <QLabel>
 #include <QTest>
+#include <QTextLayout>
 
 #include <gtest/gtest.h>
 
@@ -25,7 +26,13 @@ protected:
         EXPECT_TRUE(QTest::qWaitForWindowActive(&view));
     }
 
-    QString footer() { return view.findChildren<QLabel*>().last()->text(); }
+    QLabel& footerLabel() { return *view.findChildren<QLabel*>().last(); }
+    // As it is read.
+    QString footer()
+    {
+        EXPECT_EQ(footerLabel().text().replace(QChar::Nbsp, u' '), footerLabel().accessibleName());
+        return footerLabel().accessibleName();
+    }
     Switch& login() { return *view.findChild<Switch*>(); }
 
     UIModel model;
@@ -43,12 +50,13 @@ TEST_F(Panel, showsItsTextsInOrder)
     QStringList texts;
     for (const auto* label : view.findChildren<QLabel*>()) {
         EXPECT_EQ(label->textFormat(), Qt::PlainText);
-        texts += label->text();
+        texts += label->text().replace(QChar::Nbsp, u' ');
     }
     EXPECT_EQ(
         texts,
         QStringList(
             {QStringLiteral("Nullprint"),
+             QStringLiteral("BETA"),
              QStringLiteral("See what your files reveal"),
              QStringLiteral("GPS, author names, edit history — removed before you share"),
              QStringLiteral("Photos, PDFs and Word / Excel / PowerPoint. Nullprint shows what's "
@@ -68,6 +76,31 @@ TEST_F(Panel, followsTheModel)
               QStringLiteral("Beta 2.0 · Checked 12 · Cleaned 5 · Last clean: 2026-03-02 09:05"));
     model.setLoginOn(true);
     EXPECT_TRUE(login().isChecked());
+}
+
+TEST_F(Panel, breaksItsTotalsBetweenParts)
+{
+    model.setLastCleanText(QStringLiteral("2026-03-02 09:05"));
+    for (const qint64 count : {12LL, 123LL, 12345LL, 123456789012345678LL}) {
+        model.setFilesChecked(count);
+        model.setFilesCleaned(count);
+        QTextOption wrapping;
+        wrapping.setWrapMode(QTextOption::WordWrap);
+        QTextLayout layout(footerLabel().text(), footerLabel().font());
+        layout.setTextOption(wrapping);
+        layout.beginLayout();
+        QStringList lines;
+        for (auto line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+            line.setLineWidth(footerLabel().width());
+            lines += footerLabel().text().mid(line.textStart(), line.textLength()).trimmed();
+        }
+        layout.endLayout();
+        const auto last = lines.takeLast();
+        EXPECT_TRUE(last.endsWith(QStringLiteral("09:05")));
+        for (const auto& line : lines)
+            EXPECT_TRUE(line.endsWith(u'·')) << line.toStdString();
+        EXPECT_TRUE(count < 12345 || !lines.isEmpty()) << count;
+    }
 }
 
 TEST_F(Panel, asksForWhatIsPressed)
@@ -100,6 +133,33 @@ TEST_F(Panel, switchIsACheckBoxForAssistiveTechnology)
     EXPECT_FALSE(accessible->state().checked);
     model.setLoginOn(true);
     EXPECT_TRUE(accessible->state().checked);
+}
+
+TEST_F(Panel, badgeIsALabelInItsTint)
+{
+    QLabel* badge = nullptr;
+    for (auto* label : view.findChildren<QLabel*>()) {
+        if (label->text() == QStringLiteral("BETA"))
+            badge = label;
+    }
+    ASSERT_NE(badge, nullptr);
+    EXPECT_EQ(badge->font().pixelSize(), 9);
+    EXPECT_EQ(badge->font().weight(), QFont::Bold);
+    EXPECT_EQ(badge->width(), badge->fontMetrics().horizontalAdvance(badge->text()) + 2 * 5);
+    EXPECT_EQ(badge->height(), badge->fontMetrics().height() + 3);
+    auto* accessible = QAccessible::queryAccessibleInterface(badge);
+    EXPECT_EQ(accessible->role(), QAccessible::StaticText);
+    EXPECT_EQ(accessible->text(QAccessible::Name), QStringLiteral("BETA"));
+    // A ground of its own tint, and the word on it.
+    const auto picture = badge->grab().toImage();
+    const auto ground = picture.pixelColor(2, picture.height() / 2);
+    EXPECT_NE(ground, view.grab().toImage().pixelColor(4, 4));
+    double most = 0;
+    for (int x = 5; x < picture.width() - 5; ++x) {
+        for (int y = 2; y < picture.height() - 2; ++y)
+            most = std::max(most, contrast(picture.pixelColor(x, y), ground));
+    }
+    EXPECT_GE(most, 4.5);
 }
 
 TEST_F(Panel, cutsNoTextOffHoweverLong)
@@ -158,7 +218,7 @@ TEST_F(Panel, hasTheDesktopsAppearance)
         const auto background = Palette::of(desktop).background;
         EXPECT_EQ(picture.pixelColor(4, 4), background);
         // Inside a card, above its first line of text: black at a twentieth.
-        auto* first = view.findChildren<QLabel*>()[3];
+        auto* first = view.findChildren<QLabel*>()[4];
         const auto card = picture.pixelColor(first->mapTo(&view, QPoint(0, -5)));
         EXPECT_NEAR(card.red(), background.red() * 0.95, 1.5);
         EXPECT_NEAR(card.blue(), background.blue() * 0.95, 1.5);

@@ -13,12 +13,15 @@
 #include <QFileDialog>
 #include <QLabel>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextLayout>
 
 #include <gtest/gtest.h>
 
@@ -350,6 +353,25 @@ TEST_F(RevealWindow, sheetStaysSmallHoweverManyWereSkipped)
     EXPECT_EQ(lines->toPlainText(), sheet()->informativeText());
 }
 
+TEST_F(RevealWindow, sheetLeavesNoDotAloneHoweverLongTheName)
+{
+    for (std::size_t length = 20; length < 100; ++length) {
+        const auto name = std::string(length, 'n') + ".jpg";
+        open({withFindings("/a.jpg")});
+        window->showCleanResult({}, {"• " + name + " — It is no picture.", "• b.txt — No."});
+        QApplication::processEvents();
+        if (const auto* lines = sheet()->findChild<QPlainTextEdit*>()) {
+            EXPECT_GT(lines->document()->firstBlock().layout()->lineAt(0).textLength(), 20);
+            EXPECT_EQ(lines->toPlainText(), sheet()->informativeText());
+        } else {
+            const auto* label =
+                sheet()->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
+            const auto dotAndName = QString::fromStdString("• " + name);
+            EXPECT_GE(label->width(), label->fontMetrics().horizontalAdvance(dotAndName)) << length;
+        }
+    }
+}
+
 TEST_F(RevealWindow, tellsOfClosingOnceWhateverTheWay)
 {
     open({withFindings("/a.jpg")});
@@ -470,6 +492,41 @@ TEST_F(RevealWindow, anEndlessDetailIsShownInParagraphs)
     ASSERT_TRUE(QTest::qWaitFor([this] { return view().isComplete(); }, 60000));
     EXPECT_EQ(text().count(u'x'), 1000000);
     EXPECT_EQ(view().document()->blockCount(), 2 + 500 + 3);
+}
+
+TEST_F(RevealWindow, copiesAnEndlessDetailInOnePiece)
+{
+    auto report = withFindings("/a.jpg");
+    report.items[0].detail = "one\n";
+    for (int i = 0; i < 3000; ++i)
+        report.items[0].detail += i % 7 == 0 ? "🏔" : std::to_string(i % 10);
+    open({report, withFindings("/b.jpg")});
+    ASSERT_TRUE(QTest::qWaitFor([this] { return view().isComplete(); }, 60000));
+    ASSERT_GT(view().document()->blockCount(), 5 + 5);
+    const auto copied = [this] {
+        view().copy();
+        return QApplication::clipboard()->text().toStdString();
+    };
+    view().selectAll();
+    const auto whole = "a.jpg\nPhoto\n  📍  Location: " + report.items[0].detail +
+                       "\n\nb.jpg\nPhoto\n  📍  Location: 52.5, 13.4\n\n";
+    EXPECT_EQ(copied(), whole);
+    const auto placeOf = [this](const char* words) {
+        return view().document()->find(QString::fromUtf8(words)).selectionStart();
+    };
+    // From within the first piece into the last.
+    auto cursor = view().textCursor();
+    cursor.setPosition(placeOf("one") + 1);
+    cursor.setPosition(placeOf("b.jpg") + 2, QTextCursor::KeepAnchor);
+    view().setTextCursor(cursor);
+    EXPECT_EQ(copied(),
+              whole.substr(whole.find("one") + 1, whole.find("b.jpg") - whole.find("one") + 1));
+    // One piece alone has its fonts, too.
+    cursor.setPosition(placeOf("b.jpg"));
+    cursor.setPosition(cursor.position() + 8, QTextCursor::KeepAnchor);
+    view().setTextCursor(cursor);
+    EXPECT_EQ(copied(), "b.jpg\nPh");
+    EXPECT_TRUE(QApplication::clipboard()->mimeData()->hasHtml());
 }
 
 } // namespace

@@ -39,8 +39,12 @@ TEST(ServiceNotice, tellsWhatWasSkipped)
 
 TEST(FileWork, makesALineOfWhatIsSkipped)
 {
+    int counted = 0;
+    const auto countFile = [&counted] { ++counted; };
     EXPECT_EQ(skipLine(file("/folder/notes.doc"), "A message."), "• notes.doc — A message.");
-    const auto result = cleanAll({file("/folder/notes.doc"), file("/none/photo.png")}, {});
+    const auto result =
+        cleanAll({file("/folder/notes.doc"), file("/none/photo.png")}, {}, countFile);
+    EXPECT_EQ(counted, 2);
     EXPECT_TRUE(result.outputs.empty());
     ASSERT_EQ(result.skipped.size(), 2U);
     EXPECT_EQ(result.skipped[0],
@@ -52,10 +56,16 @@ TEST(FileWork, makesALineOfWhatIsSkipped)
 TEST(FileWork, beginsNothingAfterAStop)
 {
     const auto stop = std::make_unique<std::stop_source>();
-    EXPECT_EQ(revealAll({file("/a.txt"), file("/b.txt")}, stop->get_token()).size(), 2U);
-    stop->request_stop();
-    EXPECT_TRUE(revealAll({file("/a.txt")}, stop->get_token()).empty());
-    EXPECT_TRUE(cleanAll({file("/a.txt")}, stop->get_token()).skipped.empty());
+    int counted = 0;
+    const auto stopAfterTwo = [&] {
+        if (++counted == 2)
+            stop->request_stop();
+    };
+    const std::vector files{file("/a.txt"), file("/b.txt"), file("/c.txt")};
+    EXPECT_EQ(revealAll(files, stop->get_token(), stopAfterTwo).size(), 2U);
+    EXPECT_TRUE(revealAll(files, stop->get_token(), stopAfterTwo).empty());
+    EXPECT_TRUE(cleanAll(files, stop->get_token(), stopAfterTwo).skipped.empty());
+    EXPECT_EQ(counted, 2);
 }
 
 class Delegate : public ServiceProviderDelegate {

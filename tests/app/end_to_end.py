@@ -1,9 +1,13 @@
 #!/usr/bin/env python3
 """The menu-bar application as its users meet it: the program of NULLPRINT on a small desktop."""
 import os
+import pathlib
+import signal
 import subprocess
+import tempfile
 import time
 import unittest
+import zipfile
 
 from desktop import NAME, PATIENCE, PROGRAM, Desktop, Widgets, end, run_inside, wait_for
 
@@ -12,9 +16,10 @@ CHECK_TITLE = "What’s hidden in these files"
 
 class OnADesktop(unittest.TestCase):
     tray = True
+    kind = Desktop
 
     def setUp(self):
-        self.desktop = self.enterContext(Desktop(tray=self.tray))
+        self.desktop = self.enterContext(self.kind(tray=self.tray))
         self.widgets = Widgets()
 
     def launch(self, *words):
@@ -42,7 +47,7 @@ class FromTheTray(OnADesktop):
         self.desktop.press_in_panel("Check Files…")
         entry = self.widgets.find("text", "File name:")
         self.assertIsNone(self.desktop.panel())
-        self.widgets.write(entry, " ".join(f'"{name}"' for name in names))
+        self.widgets.write(entry, " ".join(f'"{self.desktop.files / name}"' for name in names))
         self.widgets.press("Check")
 
         window = self.widgets.find("dialog", CHECK_TITLE)
@@ -93,8 +98,15 @@ class FromTheTray(OnADesktop):
         self.widgets.press("Close")
         self.widgets.gone("dialog", CHECK_TITLE)
         self.desktop.click_icon()
+        self.desktop.press_in_panel("Check Files…")
+        self.widgets.press("Cancel")
+        self.widgets.gone("text", "File name:")
+        self.desktop.click_icon()
         self.desktop.press_in_panel("Quit Nullprint")
         self.assertEqual(self.application.wait(PATIENCE), 0)
+        # Nothing of where the files were is written down.
+        for kept in filter(pathlib.Path.is_file, (self.desktop.root / "config_home").rglob("*")):
+            self.assertNotIn(str(self.desktop.root).encode(), kept.read_bytes(), kept)
 
     def test_opens_and_closes_the_panel(self):
         self.launch()
@@ -219,6 +231,39 @@ class WithoutATray(OnADesktop):
         self.assertEqual(self.application.wait(PATIENCE), 0)
 
 
+class SmallDesktop(Desktop):
+    screen = "640x384x24"
+
+
+class OnASmallScreen(OnADesktop):
+    kind = SmallDesktop
+
+    def test_windows_fit(self):
+        photo = self.desktop.sample("photo.jpg")
+        autostart = self.desktop.root / "config_home" / "autostart" / f"{NAME}.desktop"
+        self.launch()
+        wait_for(autostart.exists, "the entry that opens it at login")
+        self.desktop.click_icon()
+        x, y, width, height = wait_for(self.desktop.panel, "the panel")
+        self.assertTrue(0 <= x and x + width <= 640 and 0 <= y and y + height <= 384)
+        self.desktop.press_in_panel("Open at Login")  # Below the edge.
+        wait_for(lambda: not autostart.exists(), "the switch to be off")
+        self.desktop.key("Escape")
+        self.desktop.call("Open", f"['file://{photo}']", "{}")
+        window = self.widgets.find("dialog", CHECK_TITLE)
+        button = self.widgets.find("push button", "Close")
+
+        def fits():
+            for widget in (window, button):
+                area = widget.get_extents(self.widgets.atspi.CoordType.SCREEN)
+                if not (0 <= area.x and area.x + area.width <= 640 and
+                        0 <= area.y and area.y + area.height <= 384):
+                    return False
+            return True
+
+        wait_for(fits, "a window that fits")
+
+
 class FromElsewhere(OnADesktop):
     def test_serves_both_services(self):
         photo = self.desktop.sample("photo.jpg", "a b%41&'.jpg")
@@ -293,6 +338,29 @@ class FromElsewhere(OnADesktop):
         self.assertEqual(self.desktop.defaults()["totalCleaned"], len(sizes))
         self.assertIn(f"] Cleaned {len(sizes)} file(s) via Finder service.\n", self.desktop.log())
         self.assertEqual(list(self.desktop.files.glob(".*")), [])
+
+
+    def test_ends_at_once_when_it_is_told_twice(self):
+        document = self.desktop.files / "Book.docx"
+        chapter = b"<w:p><w:r><w:t>It goes on and on.</w:t></w:r></w:p>" * 1_000_000
+        with zipfile.ZipFile(document, "w", zipfile.ZIP_DEFLATED, compresslevel=1) as package:
+            package.writestr("[Content_Types].xml", "<Types/>")
+            for number in range(8):
+                package.writestr(f"word/chapter{number}.xml", chapter)
+        workspaces = pathlib.Path(tempfile.mkdtemp(dir=self.desktop.root))
+        os.environ["TMPDIR"] = str(workspaces)
+        self.addCleanup(os.environ.pop, "TMPDIR")
+        self.launch()
+        self.desktop.call("ActivateAction", "scrubMetadata", f"[<['file://{document}']>]", "{}")
+        wait_for(lambda: list(workspaces.glob("nullprint-*")), "the work")
+        self.application.terminate()
+        wait_for(lambda: not self.desktop.runs(), "a name for the next application")
+        self.assertIsNone(self.application.poll())  # It finishes the document.
+        self.application.terminate()
+        self.assertEqual(self.application.wait(PATIENCE), -signal.SIGTERM)
+        self.assertEqual(list(self.desktop.files.iterdir()), [document])
+        for workspace in workspaces.glob("nullprint-*"):
+            self.assertEqual(list(workspace.iterdir()), [])
 
 
 class WithoutADisplay(unittest.TestCase):

@@ -4,6 +4,7 @@
 #include "tests/app/Waiting.h"
 
 #include <QLabel>
+#include <QPushButton>
 #include <QScreen>
 
 #include <gtest/gtest.h>
@@ -167,6 +168,32 @@ TEST(Popover, isAnOrdinaryWindowWithoutATray)
     EXPECT_FALSE(popover.wasJustClosed());
     popover.open({}, false);
     EXPECT_EQ(popover.windowType(), Qt::Popup);
+}
+
+TEST(Popover, scrollsWhatIsHigherThanTheScreen)
+{
+    const auto screenArea = QGuiApplication::primaryScreen()->availableGeometry();
+    auto* content = new QWidget;
+    content->setFixedSize(300, 3000);
+    auto* first = new QPushButton(content);
+    auto* last = new QPushButton(content);
+    last->move(0, 2900);
+    Popover popover(content);
+    for (const bool asWindow : {false, true}) {
+        popover.open(QRect(400, 0, 20, 20), asWindow);
+        EXPECT_LE(popover.height(), screenArea.height());
+        EXPECT_GT(popover.height(), screenArea.height() - 80);
+        EXPECT_EQ(content->visibleRegion().boundingRect().width(), 300);
+        first->setFocus();
+        EXPECT_TRUE(last->visibleRegion().isEmpty());
+        QTest::keyClick(first, Qt::Key_Tab);
+        EXPECT_EQ(popover.focusWidget(), last);
+        EXPECT_FALSE(last->visibleRegion().isEmpty());
+        popover.close();
+    }
+    content->setFixedSize(300, 200);
+    popover.open(QRect(400, 0, 20, 20), false);
+    EXPECT_EQ(popover.size(), QSize(300, 200));
 }
 
 TEST(Popover, keepsItsPlaceAsAWindow)
