@@ -82,6 +82,10 @@ class RealDesktop(Desktop):
         for name in ENTRIES:
             shutil.rmtree(self.root / "data_home" / name, ignore_errors=True)
         super().__enter__()
+        # Without a graphics card what Nautilus animates while it loads may leave it no time to load.
+        settings = self.root / "config_home" / "gtk-4.0" / "settings.ini"
+        settings.parent.mkdir()
+        settings.write_text("[Settings]\ngtk-enable-animations=0\n")
         stand_in = self.processes.pop()
         stand_in.terminate()
         stand_in.wait(PATIENCE)
