@@ -316,7 +316,7 @@ class Panel(OnSway):
         self.expect_panel()
         self.desktop.picture("panel")
         self.press("Open Drop Window…")
-        self.widgets.find("filler", "Drop files here to scrub")
+        self.widgets.find("panel", "Drop files here to scrub")
         self.expect_no_panel()
         self.expect_in_front("Nullprint")
         self.desktop.picture("drop")
