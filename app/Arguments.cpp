@@ -9,9 +9,10 @@
 namespace nullprint::app {
 namespace {
 
-std::optional<FileURL> fileNamed(const char* word)
+std::optional<FileURL> fileNamed(const char* word, bool isToBeCleaned)
 {
-    if (::access(word, F_OK) == 0)
+    // Whoever has files cleaned is told of each that is gone. A check would find nothing in it.
+    if ((isToBeCleaned && *word == '/') || ::access(word, F_OK) == 0)
         return FileURL::fromPath(word);
     return fileOfURI(word);
 }
@@ -33,7 +34,7 @@ StartRequest readArguments(std::span<const char* const> words)
     for (const char* word : words) {
         if (std::string_view(word) == "--login-item")
             request.isLoginItem = true;
-        else if (auto file = fileNamed(word))
+        else if (auto file = fileNamed(word, request.service == scrubMetadataService))
             request.files.push_back(*std::move(file));
     }
     return request;

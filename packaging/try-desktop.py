@@ -197,6 +197,10 @@ class FileManager:
 
 def work(pictures, names):
     session = Session(pictures)
+    # Without a graphics card what Nautilus animates while it loads may leave it no time to load.
+    settings = pathlib.Path.home() / ".config" / "gtk-4.0" / "settings.ini"
+    settings.parent.mkdir(parents=True, exist_ok=True)
+    settings.write_text("[Settings]\ngtk-enable-animations=0\n")
     trials = {"launcher": lambda: try_launcher(session)}
     trials |= {name: lambda name=name: FileManager(session, name).try_both() for name in names}
     failed = []

@@ -32,11 +32,11 @@ in_system() {
     within root sh -ec "$1"
 }
 
-as_jane() {
+# In a shell of its own, whose status is that of the command also where `||` follows.
+as_jane() (
     home=/home/jane
     within jane sh -ec "cd; $1"
-    home=/root
-}
+)
 
 apt_get() {
     in_system "DEBIAN_FRONTEND=noninteractive apt-get -y -q --no-install-recommends $* >/tmp/apt.log 2>&1 ||

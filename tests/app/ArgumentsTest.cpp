@@ -45,6 +45,16 @@ TEST(Arguments, nameAServiceFirstOrNot)
     EXPECT_EQ(requestOf({"--service", "scrubMetadata", "file:///a"}).files.size(), 1U);
 }
 
+TEST(Arguments, areFilesToBeCleanedEvenIfTheyAreGone)
+{
+    const auto request =
+        requestOf({"--service", "scrubMetadata", "/gone/caf\xEF\xBF\xBD.jpg", "a"});
+    ASSERT_EQ(request.files.size(), 1U);
+    EXPECT_EQ(request.files[0].path(), "/gone/caf\xEF\xBF\xBD.jpg");
+    EXPECT_TRUE(requestOf({"--service", "showMetadata", "/gone/photo.jpg"}).files.empty());
+    EXPECT_TRUE(requestOf({"/gone/photo.jpg"}).files.empty());
+}
+
 TEST(Arguments, tellOfAStartWithTheSession)
 {
     EXPECT_TRUE(requestOf({"--login-item"}).isLoginItem);

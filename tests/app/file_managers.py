@@ -27,6 +27,7 @@ SHOW, SCRUB = "Show Hidden Metadata (Nullprint)", "Scrub Metadata (Nullprint)"
 FOLDER = "it's %41 & “photos”"
 NAMES = ["a b.jpg", "it's 100%.jpg", 'say "x".jpg', "c%41&d.jpg", "$HOME `id`.jpg", "“é” ünï.jpg",
          "line\nfeed.jpg", "#?;.jpg", "-g.jpg", "b\\n.jpg", "*.jpg", "%F %U.jpg"]
+LATIN = os.fsdecode(b"caf\xe9.jpg")  # Dolphin knows no such names, and calls them otherwise.
 ENTRIES = ["nemo", "file-manager", "kio", "nautilus-python", "nautilus"]  # Under XDG_DATA_HOME.
 
 
@@ -81,6 +82,10 @@ class RealDesktop(Desktop):
         for name in ENTRIES:
             shutil.rmtree(self.root / "data_home" / name, ignore_errors=True)
         super().__enter__()
+        # Without a graphics card what Nautilus animates while it loads may leave it no time to load.
+        settings = self.root / "config_home" / "gtk-4.0" / "settings.ini"
+        settings.parent.mkdir()
+        settings.write_text("[Settings]\ngtk-enable-animations=0\n")
         stand_in = self.processes.pop()
         stand_in.terminate()
         stand_in.wait(PATIENCE)
@@ -123,7 +128,8 @@ class InFileManagers(unittest.TestCase):
         self.bus = Bus(self.desktop)
         self.folder = self.desktop.files / FOLDER
         self.folder.mkdir()
-        for each in NAMES:
+        self.names = NAMES if name == "dolphin" else [*NAMES, LATIN]
+        for each in self.names:
             shutil.copy(desktop.SAMPLES / "photo.jpg", self.folder / each)
         self.original = (desktop.SAMPLES / "photo.jpg").read_bytes()
         environment = dict(os.environ)
@@ -191,9 +197,7 @@ class InFileManagers(unittest.TestCase):
         wait_for(is_reached, f"{name!r} in a menu, reached by keys")
         self.desktop.key("Return")
 
-    def call_service(self, title):
-        """Chooses the entry for all files; what the application is then asked for, in one call."""
-        before = len(self.bus.calls("ActivateAction"))
+    def open_menu(self):
         window = self.select_all()
         if self.manager.first and not self.manager.by_keys:
             self.click_first(window, "3")
@@ -203,33 +207,44 @@ class InFileManagers(unittest.TestCase):
             self.choose(self.manager.submenu)
         if self.manager.from_end:
             time.sleep(1)
-            self.picture("menu")
+            return
+        for each in (SHOW, SCRUB):
+            wait_for(lambda each=each: self.look_everywhere(each), f"{each!r} in a menu")
+
+    def call_service(self, title):
+        """Chooses the entry for all files; what the application is then asked for, in one call."""
+        before = len(self.bus.calls("ActivateAction"))
+        try:
+            self.open_menu()
+        except AssertionError:  # The files were not there yet, on a machine that has much to do.
+            self.picture("failed")
+            self.desktop.key("Escape", "Escape")
+            self.open_menu()
+        self.picture("menu")
+        if self.manager.from_end:
             self.desktop.key(*["Up"] * self.manager.from_end[title], "Return")
         else:
-            for each in (SHOW, SCRUB):
-                wait_for(lambda each=each: self.look_everywhere(each), f"{each!r} in a menu")
-            self.picture("menu")
             self.choose(title)
         call = wait_for(lambda: self.bus.calls("ActivateAction")[before:], "the call")
         self.assertEqual(len(call), 1)
         return call[0]
 
-    def uris(self, names):
-        return sorted("file://" + urllib.parse.quote(str(self.folder / name), "/") for name in names)
+    def paths(self, names):
+        return sorted(os.fsencode(self.folder / name) for name in names)
 
-    def plain(self, uris):
-        """URIs in one way of writing them."""
-        return sorted("file://" + urllib.parse.quote(urllib.parse.unquote(
-            uri.removeprefix("file://")), "/") for uri in uris)
+    @staticmethod
+    def paths_of(uris):
+        """There is more than one way to write a URI."""
+        return sorted(urllib.parse.unquote_to_bytes(uri.removeprefix("file://")) for uri in uris)
 
     def expect_files(self, call, action):
         self.assertEqual(call[0], action)
-        self.assertEqual(self.plain(call[1:]), self.uris(NAMES))
+        self.assertEqual(self.paths_of(call[1:]), self.paths(self.names))
 
     def expect_originals(self, others=()):
         self.assertEqual(sorted(path.name for path in self.folder.iterdir()),
-                         sorted([*NAMES, *others]))
-        for name in NAMES:
+                         sorted([*self.names, *others]))
+        for name in self.names:
             self.assertEqual((self.folder / name).read_bytes(), self.original, name)
 
     def try_services(self, name):
@@ -237,27 +252,28 @@ class InFileManagers(unittest.TestCase):
         self.expect_files(self.call_service(SHOW), "showMetadata")
         self.widgets.find("dialog", CHECK_TITLE)
         report = self.widgets.find("text")
-        wait_for(lambda: self.widgets.text(report).count("Camera / device: ") == len(NAMES),
+        wait_for(lambda: self.widgets.text(report).count("Camera / device: ") == len(self.names),
                  "all reports")
         self.picture("show")
-        self.assertEqual(self.desktop.defaults()["totalChecked"], len(NAMES))
+        self.assertEqual(self.desktop.defaults()["totalChecked"], len(self.names))
         self.expect_originals()
         self.widgets.press("Close")
         self.widgets.gone("dialog", CHECK_TITLE)
 
         self.expect_files(self.call_service(SCRUB), "scrubMetadata")
         self.widgets.find("push button", "OK")
-        self.widgets.find("label", f"Cleaned {len(NAMES)} files")
-        copies = [each.replace(".jpg", " (scrubbed).jpg") for each in NAMES]
+        self.widgets.find("label", f"Cleaned {len(self.names)} files")
+        copies = [each.replace(".jpg", " (scrubbed).jpg") for each in self.names]
         self.expect_originals(copies)
         shown = wait_for(lambda: self.bus.calls("ShowItems"), "the copies to be shown")
         self.assertEqual(len(shown), 1)
-        self.assertLessEqual(set(self.plain(shown[0][:-1])), set(self.uris(copies)))
+        self.assertLessEqual(set(self.paths_of(shown[0][:-1])), set(self.paths(copies)))
         time.sleep(2)  # For a window of the file manager.
         self.picture("scrub")
         windows, active = self.desktop.stacked()
-        print(f"{name}: {len(shown[0]) - 1} shown; from back to front {windows}; active {active!r}",
-              flush=True)
+        print(f"{name}: {len(shown[0]) - 1} shown; the keyboard is with {active!r}", flush=True)
+        # Whatever window the file manager opened, the result is in front.
+        self.assertEqual(windows[-1], "Nullprint", windows)
         self.widgets.press("OK")
         self.assertEqual(end(self.application), 0)
         self.assertEqual(self.desktop.said(), "")

@@ -146,7 +146,7 @@ class AtAScale(unittest.TestCase):
             self.assertIn(f"{word}={round(points * scale)}\n", shape)
         self.picture("reveal")
         self.desktop.call("ActivateAction", "drop-window", "[]", "{}")
-        self.widgets.find("filler", "Drop files here to scrub")
+        self.widgets.find("panel", "Drop files here to scrub")
         self.picture("drop")
         self.desktop.call("ActivateAction", "scrubMetadata", "[<['file:///none.jpg']>]", "{}")
         self.widgets.find("label", "Nothing was cleaned")

@@ -19,13 +19,16 @@ import desktop
 from desktop import PATIENCE, Desktop, Widgets, end, run_inside, wait_for
 from ordinary_user import go_on_as_ordinary_user
 
-desktop.NEEDED += ["sway", "swaybar", "grim", "wayvnc"]
+desktop.NEEDED += ["sway", "swaybar", "grim", "wayvnc", "thunar"]
 CHECK_TITLE = "What’s hidden in these files"
 WIDTH, HEIGHT = 1280, 800  # In points; a picture has `scale` times as many pixels.
 BAR = 30
 ICON = (WIDTH - BAR / 2, BAR / 2)
 ICONS = desktop.HERE.parents[1] / "app" / "icons"
-ESCAPE, RETURN = 0xFF1B, 0xFF0D
+ESCAPE, RETURN, CONTROL = 0xFF1B, 0xFF0D, 0xFFE3
+FIRST_ICON = (75, 45)  # Its middle, in the view of Thunar.
+DROP_VIEW = (380, 280)
+ACCENT = (156, 122, 84)
 CONFIG = """
 output HEADLESS-1 resolution {width}x{height} scale {scale} position 0 0 background #306080 solid_color
 seat * hide_cursor 0
@@ -84,6 +87,16 @@ class Hands:
         self.line.send(struct.pack(">BBHH", 5, buttons, *place))
         time.sleep(0.05)
 
+    def drag(self, start, end):
+        self.point(*start)
+        self.point(*start, 1)
+        time.sleep(0.2)
+        for step in range(1, 31):
+            self.point(*(a + (b - a) * step / 30 for a, b in zip(start, end)), 1)
+
+    def hold(self, symbol, is_down):
+        self.line.send(struct.pack(">BBHI", 4, is_down, 0, symbol))
+
     def click(self, x, y):
         self.point(x, y)
         self.point(x, y, 1)
@@ -92,7 +105,7 @@ class Hands:
     def key(self, *symbols):
         for symbol in symbols:
             for is_down in (1, 0):
-                self.line.send(struct.pack(">BBHI", 4, is_down, 0, symbol))
+                self.hold(symbol, is_down)
                 time.sleep(0.03)
 
 
@@ -303,7 +316,7 @@ class Panel(OnSway):
         self.expect_panel()
         self.desktop.picture("panel")
         self.press("Open Drop Window…")
-        self.widgets.find("filler", "Drop files here to scrub")
+        self.widgets.find("panel", "Drop files here to scrub")
         self.expect_no_panel()
         self.expect_in_front("Nullprint")
         self.desktop.picture("drop")
@@ -335,6 +348,57 @@ class Panel(OnSway):
         self.assertEqual(self.application.wait(PATIENCE), 0)
         wait_for(lambda: self.legible() == 0, "the icon to be gone")
         self.assertEqual(self.desktop.said(), "")
+
+
+class Dragging(OnSway):
+    def files_in_thunar(self):
+        """Where the view of the files is in its window, which is as much as anybody is told."""
+        programs = self.widgets.atspi.get_desktop(0)
+        for number in range(programs.get_child_count()):
+            for node in self.widgets.all(programs.get_child_at_index(number)):
+                if node.get_role_name() == "directory pane":
+                    return self.widgets.atspi.Component.get_extents(
+                        node, self.widgets.atspi.CoordType.WINDOW)
+        return None
+
+    def is_highlighted(self, window):
+        frame = window["rect"]
+        return self.desktop.pixels(*(frame[key] for key in ("x", "y", "width", "height"))).count(
+            ACCENT) > 500
+
+    def test_files_from_thunar(self):
+        os.environ.update({"GTK_MODULES": "gail:atk-bridge", "NO_AT_BRIDGE": "0"})
+        self.begin()
+        names = ["a b%41&“é”.jpg", "Report.docx"]
+        self.desktop.sample("photo.jpg", names[0])
+        self.desktop.sample(names[1])
+        self.desktop.start("thunar", str(self.desktop.files))
+        thunar = wait_for(lambda: next((node for node in self.desktop.windows()
+                                        if node["app_id"] == "thunar"), None), "Thunar")
+        view = wait_for(self.files_in_thunar, "its files")
+        time.sleep(1)
+        corner = [thunar["rect"][key] + thunar["window_rect"][key] + getattr(view, key)
+                  for key in ("x", "y")]
+        self.hands.click(corner[0] + view.width / 2, corner[1] + view.height / 2)
+        self.hands.hold(CONTROL, 1)
+        self.hands.key(ord("a"))
+        self.hands.hold(CONTROL, 0)
+        self.desktop.call("ActivateAction", "drop-window", "[]", "{}")
+        self.expect_in_front("Nullprint")
+        self.desktop.shell(f"swaymsg '[app_id={desktop.NAME}] move position 850 400'")
+        drop = self.desktop.window("Nullprint")
+        self.assertFalse(self.is_highlighted(drop))
+        middle = [drop["rect"][key] + side / 2 for key, side in zip(("x", "y"), DROP_VIEW)]
+        self.hands.drag([at + side for at, side in zip(corner, FIRST_ICON)], middle)
+        wait_for(lambda: self.is_highlighted(drop), "the highlight")
+        self.desktop.picture("dragging")
+        self.hands.point(*middle)
+        self.widgets.find("dialog", CHECK_TITLE)
+        report = self.widgets.find("text")
+        wait_for(lambda: all(name in self.widgets.text(report) for name in names), "all reports")
+        wait_for(lambda: not self.is_highlighted(drop), "the highlight to be gone")
+        self.assertEqual(self.desktop.defaults()["totalChecked"], len(names))
+        self.finish()
 
 
 class Looks(OnSway):
