@@ -17,6 +17,7 @@
 #include "cli/AppLog.h"
 
 #include <QApplication>
+#include <QThreadPool>
 
 #include <cstdio>
 #include <unistd.h>
@@ -108,6 +109,7 @@ int runFirst(const StartRequest& request, char* name)
     Heartbeat heartbeat(standard, Heartbeat::shipped());
     FileManager1 fileManager;
     StatusItem statusItem;
+    QThreadPool chores; // Waits for what it has begun when it goes.
     AppDelegate delegate({
         .standard = standard,
         .services = services,
@@ -117,7 +119,8 @@ int runFirst(const StartRequest& request, char* name)
         .heartbeat = heartbeat,
         .fileManager = fileManager,
         .statusItem = statusItem,
-        .rebuildServicesList = [&services] { rebuildServicesList(services); },
+        .rebuildServicesList =
+            [&] { chores.start([&services] { rebuildServicesList(services); }); },
     });
     // Gone before the delegate finishes its work: the next start is a new application.
     Instance instance;
