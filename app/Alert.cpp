@@ -48,7 +48,7 @@ void showInformation(QMessageBox& alert, const QString& information)
     auto* label = alert.findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"));
     label->setTextFormat(Qt::PlainText);
     label->setOpenExternalLinks(false);
-    label->setFont(systemFont(fontPixels::body));
+    label->setFont(systemFont(fontpixels::body));
     label->setMinimumWidth(smallestWidth);
     if (auto* layout = qobject_cast<QGridLayout*>(alert.layout()); layout && !fits(*label))
         makeScrollable(*layout, *label);
@@ -73,7 +73,7 @@ QMessageBox* newAlert(QWidget* parent, const QString& message, const QString& in
     alert->setTextFormat(Qt::PlainText);
     alert->setText(message);
     auto* label = alert->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"));
-    label->setFont(systemFont(fontPixels::body, QFont::DemiBold));
+    label->setFont(systemFont(fontpixels::body, QFont::DemiBold));
     auto* ok = new PushButton(QStringLiteral("OK"), PushButton::Look::bordered);
     ok->setMinimumWidth(buttonWidth);
     alert->addButton(ok, QMessageBox::AcceptRole);

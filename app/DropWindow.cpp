@@ -66,7 +66,7 @@ DropView::DropView(QWidget* parent)
     setAccessibleRole(*this, QAccessible::Grouping);
     setAccessibleDescription(
         QStringLiteral("Files that are dropped or pasted here are checked for hidden data."));
-    setFont(systemFont(fontPixels::body));
+    setFont(systemFont(fontpixels::body));
     setStatusText(statusOf(0, 0));
 }
 

@@ -6,13 +6,13 @@
 
 namespace nullprint::app {
 
-namespace fontPixels {
+namespace fontpixels {
 inline constexpr int badge = 9;
 inline constexpr int caption = 11;
 inline constexpr int small = 12;
 inline constexpr int body = 13;
 inline constexpr int title = 15;
-} // namespace fontPixels
+} // namespace fontpixels
 
 // Sizes are pixels: the windows' measures are, too, and both grow with the display's scale.
 inline QFont systemFont(int pixels, QFont::Weight weight = QFont::Normal)

@@ -80,7 +80,7 @@ public:
     explicit Badge(const QString& text)
         : text(text)
     {
-        setFont(systemFont(fontPixels::badge, QFont::Bold));
+        setFont(systemFont(fontpixels::badge, QFont::Bold));
         setAccessibleName(text);
         setAccessibleRole(*this, QAccessible::StaticText);
         const auto advance = fontMetrics().horizontalAdvance(text);
@@ -160,7 +160,7 @@ PopoverView::PopoverView(UIModel& model, AppActions actions, QWidget* parent)
     column->addWidget(waysIn());
     column->addWidget(new Divider);
     column->addWidget(loginRow());
-    footer = secondaryLine({}, fontPixels::caption);
+    footer = secondaryLine({}, fontpixels::caption);
     column->addWidget(footer);
     column->addStretch();
     takeColors();
@@ -191,10 +191,10 @@ QWidget* PopoverView::headline()
     box->setContentsMargins(0, 0, 0, 0);
     box->setSpacing(3);
     box->addWidget(line(QStringLiteral("See what your files reveal"),
-                        systemFont(fontPixels::body, QFont::DemiBold)));
+                        systemFont(fontpixels::body, QFont::DemiBold)));
     box->addWidget(
         secondaryLine(QStringLiteral("GPS, author names, edit history — removed before you share"),
-                      fontPixels::caption));
+                      fontpixels::caption));
     return pair;
 }
 
@@ -207,7 +207,7 @@ QWidget* PopoverView::waysIn()
             "Photos, PDFs and Word / Excel / PowerPoint. Nullprint shows what's hidden in "
             "plain language — location, device, author, comments. Everything stays on "
             "your Mac."),
-        fontPixels::small));
+        fontpixels::small));
     auto* check = button(QStringLiteral("Check Files…"),
                          PushButton::Look::prominent,
                          Symbol::documentMagnifier);
@@ -221,7 +221,7 @@ QWidget* PopoverView::waysIn()
     card->box.addWidget(secondaryLine(
         QStringLiteral("Cleaned copies save next to the originals with “ (scrubbed)” in the name — "
                        "originals are never changed."),
-        fontPixels::caption));
+        fontpixels::caption));
     return card;
 }
 

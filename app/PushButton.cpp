@@ -52,7 +52,7 @@ PushButton::PushButton(const QString& text, Look look, std::optional<Symbol> sym
     , symbol(symbol)
 {
     const auto weight = look == Look::prominent ? QFont::DemiBold : QFont::Normal;
-    setFont(systemFont(look == Look::borderless ? fontPixels::caption : fontPixels::body, weight));
+    setFont(systemFont(look == Look::borderless ? fontpixels::caption : fontpixels::body, weight));
     setAttribute(Qt::WA_Hover);
 }
 
@@ -110,7 +110,8 @@ void PushButton::paintContent(QPainter& painter, const QColor& color) const
         x = borderlessPadding;
     if (symbol) {
         const auto size = symbolSize(*symbol, font().pixelSize() + 3);
-        drawSymbol(painter, *symbol, {QPointF(x, (height() - size.height()) / 2), size}, color);
+        const int top = (height() - size.height()) / 2; // On a whole pixel, to be sharp.
+        drawSymbol(painter, *symbol, {QPointF(x, top), size}, color);
         x += size.width() + symbolGap;
     }
     const auto left = std::max(x, borderlessPadding);

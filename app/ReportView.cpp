@@ -34,7 +34,7 @@ QTextCharFormat unstyled(const QFont& font)
 // Otherwise pictures that are also in a text font come out of that one, without their colours.
 QFont iconFont()
 {
-    auto font = systemFont(fontPixels::body);
+    auto font = systemFont(fontpixels::body);
     font.setFamilies(QStringList{QStringLiteral("Noto Color Emoji")} + font.families());
     return font;
 }
@@ -48,14 +48,14 @@ QString shown(const std::string& text)
 
 struct ReportView::Styles {
     explicit Styles(const TextColors& colors)
-        : title(styled(systemFont(fontPixels::title, QFont::DemiBold), colors.primary))
-        , small(styled(systemFont(fontPixels::caption), colors.secondary))
-        , strong(styled(systemFont(fontPixels::body, QFont::DemiBold), colors.primary))
-        , detail(styled(systemFont(fontPixels::body), colors.secondary))
-        , note(styled(systemFont(fontPixels::body), colors.orange))
-        , nothingFound(styled(systemFont(fontPixels::body), colors.green))
-        , cleaned(styled(systemFont(fontPixels::body, QFont::DemiBold), colors.green))
-        , plain(unstyled(systemFont(fontPixels::body)))
+        : title(styled(systemFont(fontpixels::title, QFont::DemiBold), colors.primary))
+        , small(styled(systemFont(fontpixels::caption), colors.secondary))
+        , strong(styled(systemFont(fontpixels::body, QFont::DemiBold), colors.primary))
+        , detail(styled(systemFont(fontpixels::body), colors.secondary))
+        , note(styled(systemFont(fontpixels::body), colors.orange))
+        , nothingFound(styled(systemFont(fontpixels::body), colors.green))
+        , cleaned(styled(systemFont(fontpixels::body, QFont::DemiBold), colors.green))
+        , plain(unstyled(systemFont(fontpixels::body)))
         , icon(unstyled(iconFont()))
     {
     }
@@ -69,7 +69,7 @@ ReportView::ReportView(const std::vector<RevealReport>& reports, QWidget* parent
 {
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setFont(systemFont(fontPixels::body));
+    setFont(systemFont(fontpixels::body));
     document()->setDocumentMargin(topInset);
     setViewportMargins(sideInset - topInset, 0, sideInset - topInset, 0);
     setBackgroundRole(QPalette::Base); // Of the margins, too.

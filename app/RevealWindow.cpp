@@ -147,7 +147,7 @@ void RevealWindowController::cleanNow()
 
 // Nothing enables the button again: a window cleans once.
 void RevealWindowController::showCleanResult(std::vector<FileURL> outputs,
-                                             std::vector<std::string> skipped)
+                                             const std::vector<std::string>& skipped)
 {
     busySign->hide();
     cleanedOutputs = std::move(outputs);

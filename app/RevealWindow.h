@@ -36,7 +36,7 @@ public:
     void revealCleaned();
 
     // `skipped` has a line for every file that was not cleaned.
-    void showCleanResult(std::vector<FileURL> outputs, std::vector<std::string> skipped);
+    void showCleanResult(std::vector<FileURL> outputs, const std::vector<std::string>& skipped);
 
     void done(int result) override;
 

@@ -21,7 +21,7 @@ constexpr int slideMs = 120;
 Switch::Switch(const QString& text)
     : QCheckBox(text)
 {
-    setFont(systemFont(fontPixels::body));
+    setFont(systemFont(fontpixels::body));
     setAttribute(Qt::WA_Hover);
     knob.setStartValue(0.0);
     knob.setEndValue(0.0);
