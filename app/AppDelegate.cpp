@@ -341,8 +341,9 @@ void AppDelegate::finishServiceClean(const CleanResult& result)
     auto* alert = newAlert(nullptr, notice.message, notice.information);
     alert->setModal(true);
     alert->setWindowFlag(Qt::WindowStaysOnTopHint);
-    const auto show = [alert = QPointer(alert)] {
-        if (alert)
+    // Once, and then only to the front, for as long as it is open.
+    const auto show = [alert = QPointer(alert), wasShown = std::make_shared<bool>(false)] {
+        if (alert && (!std::exchange(*wasShown, true) || alert->isVisible()))
             bringToFront(*alert);
     };
     if (result.outputs.empty()) {

@@ -93,6 +93,11 @@ DefaultsStore::DefaultsStore(QString file)
 
 DefaultsStore::~DefaultsStore()
 {
+    {
+        const std::lock_guard held(guard);
+        isEnding = true;
+    }
+    changed.notify_one();
     if (writer.joinable())
         writer.join();
 }
@@ -216,17 +221,14 @@ void DefaultsStore::updateAll(const std::function<void(QVariantMap&)>& change)
         lock = std::move(ours);
 }
 
-// To the thread that writes, which there is only while something waits.
+// To the thread that writes, which begins with the first change.
 void DefaultsStore::hand(QByteArray xml)
 {
-    const bool isWriting = waiting.has_value();
     waiting = std::move(xml);
-    if (isWriting)
-        return;
+    changed.notify_one();
     try {
-        if (writer.joinable())
-            writer.join(); // It has nothing left to do.
-        writer = std::thread([this] { writeWaiting(); });
+        if (!writer.joinable())
+            writer = std::thread([this] { writeWaiting(); });
     } catch (const std::system_error&) { // No thread can be had.
         write(*waiting);
         waiting.reset();
@@ -236,16 +238,20 @@ void DefaultsStore::hand(QByteArray xml)
 void DefaultsStore::writeWaiting()
 {
     std::unique_lock held(guard);
-    QByteArray xml;
-    do {
-        xml = *waiting;
+    while (true) {
+        changed.wait(held, [this] { return waiting || isEnding; });
+        if (!waiting)
+            return;
+        const QByteArray xml = *waiting;
         held.unlock();
         write(xml);
         held.lock();
-    } while (waiting != xml);
-    waiting.reset();
-    lock.reset();
-    written.notify_all();
+        if (waiting != xml)
+            continue; // There is something newer.
+        waiting.reset();
+        lock.reset();
+        written.notify_all();
+    }
 }
 
 void DefaultsStore::write(const QByteArray& xml) const

@@ -65,7 +65,9 @@ private:
 
     const QString file;
     mutable std::mutex guard; // Of what follows.
+    std::condition_variable changed;
     std::condition_variable written;
+    bool isEnding = false;
     std::optional<QByteArray> waiting; // The whole file, as it is going to be.
     std::unique_ptr<Lock> lock;        // Held while something waits.
     std::thread writer;

@@ -18,6 +18,7 @@
 
 #include <QApplication>
 #include <QSettings>
+#include <QThreadPool>
 
 #include <cstdio>
 #include <unistd.h>
@@ -113,6 +114,7 @@ int runFirst(const StartRequest& request, char* name)
     Heartbeat heartbeat(standard, Heartbeat::shipped());
     FileManager1 fileManager;
     StatusItem statusItem;
+    QThreadPool chores; // Waits for what it has begun when it goes.
     AppDelegate delegate({
         .standard = standard,
         .services = services,
@@ -122,7 +124,8 @@ int runFirst(const StartRequest& request, char* name)
         .heartbeat = heartbeat,
         .fileManager = fileManager,
         .statusItem = statusItem,
-        .rebuildServicesList = [&services] { rebuildServicesList(services); },
+        .rebuildServicesList =
+            [&] { chores.start([&services] { rebuildServicesList(services); }); },
     });
     // Gone before the delegate finishes its work: the next start is a new application.
     Instance instance;

@@ -110,8 +110,8 @@ void PushButton::paintContent(QPainter& painter, const QColor& color) const
         x = borderlessPadding;
     if (symbol) {
         const auto size = symbolSize(*symbol, font().pixelSize() + 3);
-        const auto y = (height() - size.height()) / 2;
-        drawSymbol(painter, *symbol, {QPointF(x, y), size}, color);
+        const int top = (height() - size.height()) / 2; // On a whole pixel, to be sharp.
+        drawSymbol(painter, *symbol, {QPointF(x, top), size}, color);
         x += size.width() + symbolGap;
     }
     const auto left = std::max(x, borderlessPadding);

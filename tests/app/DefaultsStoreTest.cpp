@@ -9,9 +9,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace nullprint::app {
 namespace {
@@ -395,14 +393,25 @@ void increment(const QString& file, int times)
 TEST(DefaultsStore, losesNothingBetweenTwoProcesses)
 {
     const StoreFile settings;
-    const pid_t other = ::fork();
-    ASSERT_GE(other, 0);
-    increment(settings.file, 500);
-    if (other == 0)
-        ::_exit(0);
-    int status = -1;
-    ASSERT_EQ(::waitpid(other, &status, 0), other);
-    ASSERT_EQ(status, 0);
+    increment(settings.file, 1);
+    QProcess python;
+    python.start(QStringLiteral("python3"),
+                 {QStringLiteral("-c"),
+                  QStringLiteral("import fcntl, os, plistlib, sys\n"
+                                 "file = sys.argv[1]\n"
+                                 "for _ in range(499):\n"
+                                 "    with open(file + '.lock', 'a') as lock:\n"
+                                 "        fcntl.flock(lock, fcntl.LOCK_EX)\n"
+                                 "        values = plistlib.load(open(file, 'rb'))\n"
+                                 "        values['key'] += 1\n"
+                                 "        plistlib.dump(values, open(file + '.new', 'wb'))\n"
+                                 "        os.rename(file + '.new', file)\n"),
+                  settings.file});
+    ASSERT_TRUE(python.waitForStarted());
+    for (int i = 0; i < 50; ++i)
+        increment(settings.file, 10); // Others get their turn in between.
+    ASSERT_TRUE(python.waitForFinished(60'000));
+    EXPECT_EQ(python.exitCode(), 0) << python.readAllStandardError().constData();
     EXPECT_EQ(settings.store.integer(key), 1000);
 }
 

@@ -20,7 +20,7 @@ namespace {
 
 class NoFileManager : public FileManager {
 public:
-    void select(const std::vector<FileURL>&) override {}
+    void select(const std::vector<FileURL>&, std::function<void()>) override {}
 };
 
 struct Folder {
@@ -88,7 +88,7 @@ void writeDropWindow(const Folder& folder)
     QMimeData files;
     files.setData(QStringLiteral("text/uri-list"), "file:///p/scan.png\r\n");
     QDragEnterEvent enter({190, 140}, Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
-    QApplication::sendEvent(&controller.window(), &enter);
+    QApplication::sendEvent(&controller.view(), &enter);
     folder.save(controller.window(), QStringLiteral("drop-hovered"));
 }
 
