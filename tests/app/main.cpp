@@ -45,6 +45,7 @@ int runInside(char** argv)
     if (inside == 0) {
         setFolders(folder.path());
         std::vector<char*> words{const_cast<char*>("dbus-run-session"), const_cast<char*>("--")};
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-bounds-pointer-arithmetic): a program's words.
         for (char** word = argv; *word != nullptr; ++word)
             words.push_back(*word);
         words.push_back(nullptr);

@@ -27,6 +27,7 @@ public:
     uint scheme = 0;
 
 public slots:
+    // NOLINTNEXTLINE(readability-identifier-naming): the name that it has on the bus.
     QDBusVariant Read(const QString&, const QString&) const
     {
         return QDBusVariant(QVariant::fromValue(QDBusVariant(scheme)));

@@ -29,6 +29,7 @@ public:
     bool refuses = false;
 
 public slots:
+    // NOLINTNEXTLINE(readability-identifier-naming): the name that it has on the bus.
     Q_SCRIPTABLE void ShowItems(const QStringList& uris, const QString&)
     {
         calls << uris;

@@ -124,6 +124,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "Usage: nullprint-screenshots FOLDER\n");
         return 1;
     }
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-bounds-pointer-arithmetic): a program's words.
     const auto folder = QString::fromLocal8Bit(argv[1]);
     const QApplication application(argc, argv);
     using namespace nullprint::app;
