@@ -171,10 +171,11 @@ bool waitFor(const std::function<bool()>& condition, int mostMs = patienceMs)
     return condition();
 }
 
-// How many more than `before`, when settings and log are written. Tells which.
+// How many more than `before`, when settings and log are written and the threads of Qt's pools, of
+// which each has one, have ended: after half a minute without work. Tells which.
 std::ptrdiff_t leftOpen(const std::vector<std::string>& before)
 {
-    constexpr int settlingMs = 5'000;
+    constexpr int settlingMs = 40'000;
     waitFor([&] { return openFiles().size() <= before.size(); }, settlingMs);
     const auto after = openFiles();
     std::vector<std::string> more;
