@@ -32,6 +32,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <malloc.h>
 
 namespace {
@@ -141,9 +142,15 @@ long allocatedKiB()
     return static_cast<long>((heap.uordblks + heap.hblkhd) / 1024);
 }
 
-std::ptrdiff_t openFiles()
+// What each of the open files is.
+std::vector<std::string> openFiles()
 {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    std::vector<std::string> names;
+    std::error_code gone;
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd"))
+        names.push_back(fs::read_symlink(entry, gone).string());
+    std::ranges::sort(names);
+    return names;
 }
 
 // In the event loop, as the application itself waits.
@@ -164,12 +171,18 @@ bool waitFor(const std::function<bool()>& condition, int mostMs = patienceMs)
     return condition();
 }
 
-// More than `before`, when settings and log are written.
-std::ptrdiff_t leftOpen(std::ptrdiff_t before)
+// How many more than `before`, when settings and log are written and the threads of Qt's pools, of
+// which each has one, have ended: after half a minute without work. Tells which.
+std::ptrdiff_t leftOpen(const std::vector<std::string>& before)
 {
-    constexpr int settlingMs = 5'000;
-    waitFor([&] { return openFiles() <= before; }, settlingMs);
-    return openFiles() - before;
+    constexpr int settlingMs = 40'000;
+    waitFor([&] { return openFiles().size() <= before.size(); }, settlingMs);
+    const auto after = openFiles();
+    std::vector<std::string> more;
+    std::ranges::set_difference(after, before, std::back_inserter(more));
+    for (const auto& name : more)
+        std::printf("Open: %s\n", name.c_str());
+    return std::ssize(after) - std::ssize(before);
 }
 
 struct Memory {
@@ -406,7 +419,7 @@ int main(int argc, char** argv)
     constexpr int warmUp = 5;
     std::optional<Course> course;
     std::optional<Watchdog> watchdog;
-    std::ptrdiff_t open = 0;
+    std::vector<std::string> open;
     for (int number = 0; !course || !course->isOver(); ++number) {
         if (!user.useOnce(number)) {
             std::puts("A window did not come, or did not go.");
