@@ -14,4 +14,8 @@ void checkDocument(ByteSpan bytes);
 // far as it can be: what is encrypted with AES begins with random bytes, in each text and stream.
 void checkCopyOfDocument(ByteSpan copy, ByteSpan again);
 
+// The same for the copy of a file, which has been looked over: where that blanked anything, the
+// copy is what was written with spaces in it, and its own copy may have lost what was referred to.
+void checkCopyOfFile(ByteSpan original, ByteSpan copy, ByteSpan again);
+
 } // namespace nullprint::fuzz

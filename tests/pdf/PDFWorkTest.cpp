@@ -380,6 +380,16 @@ TEST(PDF, cleansJPEGsThatAreCutShort)
     mustCleanPDF(pageWithPicture("/Filter/DCTDecode", photo));
 }
 
+// What is cleaned is whole but for its end, which cleaning it again would add.
+TEST(PDF, givesDamagedPicturesTheEndThatTheyLack)
+{
+    std::string photo = plantedPhoto();
+    photo.erase(photo.rfind("\xFF\xD9"));
+    photo.insert(2, "@"); // No JPEG begins like this.
+    EXPECT_TRUE(
+        has(mustCleanPDF(pageWithPicture("/Filter/DCTDecode", photo)), "\xFF\xD9\nendstream"));
+}
+
 TEST(PDF, leavesDamagedPicturesWithoutMetadata)
 {
     EXPECT_TRUE(has(mustCleanPDF(pageWithPicture("/Filter/DCTDecode", "no picture at all")),
@@ -390,6 +400,18 @@ TEST(PDF, refusesDamagedPicturesWithMetadata)
 {
     EXPECT_EQ(cleanedPDF(pageWithPicture("/Filter/DCTDecode", "?? Exif planted")).outcome,
               Outcome::unwritable);
+}
+
+TEST(PDF, keepsPagesThatAreCalledSomethingElse)
+{
+    PDFBuilder annotations;
+    annotations.object(1, "<</Type/Annot/Pages 2 0 R>>").page(3, "/Type/Annot/Contents 5 0 R");
+    annotations.stream(5, "", "0 0 9 9 re f");
+    EXPECT_TRUE(has(mustCleanPDF(annotations.plain()), "0 0 9 9 re f"));
+    PDFBuilder information;
+    information.object(3, "<</Type/Page/MediaBox[0 0 90 90]/Contents 5 0 R>>");
+    information.stream(5, "", "0 0 9 9 re f").trailer("/Info 3 0 R");
+    EXPECT_TRUE(has(mustCleanPDF(information.plain()), "0 0 9 9 re f"));
 }
 
 TEST(PDF, opensWhatCanBeRecovered)

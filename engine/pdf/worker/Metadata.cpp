@@ -46,8 +46,10 @@ void clearAnnotation(QPDFObjectHandle annotation)
     for (const char* key : clearedAnnotationKeys)
         annotation.replaceKey(key, QPDFObjectHandle::newString(""));
     annotation.removeKey("/NM");
-    // What is also a field of a form, though no page shows it as one, has keys of its own.
-    if (annotation.hasKey("/FT") || annotation.hasKey("/Kids"))
+    // What is also a field of a form, though no page shows it as one, has keys of its own; so has a
+    // catalogue or page that is called an annotation as well.
+    constexpr std::array ownKeys{"/FT", "/Kids", "/Pages", "/MediaBox"};
+    if (std::ranges::any_of(ownKeys, [&](const char* key) { return annotation.hasKey(key); }))
         return;
     for (const std::string& key : annotation.getKeys()) {
         if (std::ranges::find(keptAnnotationKeys, key) == keptAnnotationKeys.end())
@@ -68,8 +70,9 @@ bool isAnnotation(QPDFObjectHandle dictionary)
 // Something else may refer to it, too. A damaged trailer may take part of the document for it.
 void emptyInformation(QPDFObjectHandle information)
 {
-    if (!information.isDictionary() || information.hasKey("/Pages") ||
-        information.hasKey("/Kids") || information.hasKey("/Parent"))
+    if (!information.isDictionary() || isName(information.getKey("/Type"), "/Page") ||
+        information.hasKey("/Pages") || information.hasKey("/Kids") ||
+        information.hasKey("/Parent"))
         return;
     for (const std::string& key : information.getKeys())
         information.removeKey(key);

@@ -108,8 +108,8 @@ std::vector<QPDFObjectHandle> PDFFile::annotations()
     return found;
 }
 
-// Up to version 4, the key is made from the identifier (ISO 32000-2, 7.6.4.3.2). The revision should
-// say the same, and says anything in a damaged document.
+// Up to version 4, the key is made from the identifier (ISO 32000-2, 7.6.4.3.2). The revision
+// should say the same, and says anything in a damaged document.
 bool PDFFile::keyNeedsIdentifier()
 {
     int revision = 0;

@@ -28,16 +28,25 @@ Result<image::OutputPlan> planWhole(ByteSource& picture)
     return image::jpegFormat.planCleanCopy(picture);
 }
 
-// Of a picture that is cut short or otherwise not whole: what a decoder can use.
+// Of a picture that is cut short or otherwise not whole: what a decoder can use. Without metadata
+// it may be whole, so it gets the end mark that a whole one would get.
 Result<image::OutputPlan> planPieces(ByteSource& picture)
 {
+    constexpr std::string_view end = "\xFF\xD9";
     if (!ByteCursor(picture).startsWith(image::jpegStart))
         return Error{"a damaged picture with metadata"};
     image::OutputPlan plan;
+    ByteRange last;
     for (const image::Block& block : NP_TRY(image::splitJPEGStream(picture))) {
-        if (image::isKept(block.kind))
-            plan.copy(block.range);
+        if (!image::isKept(block.kind))
+            continue;
+        plan.copy(block.range);
+        last = block.range;
     }
+    const bool hasEnd = last.length >= end.size() &&
+                        ByteCursor(picture, {last.end() - end.size(), end.size()}).startsWith(end);
+    if (!hasEnd)
+        plan.write(asBytes(end));
     return plan;
 }
 
