@@ -49,12 +49,13 @@ private:
     pdf::PDFFile file;
 };
 
-// Nothing when it is damaged, or is one that goes.
+// Nothing when it is damaged, or is one that goes or is a picture, which has rules of its own.
 std::optional<Bytes> dataOf(QPDFObjectHandle stream)
 {
     QPDFObjectHandle dictionary = stream.getDict();
     if (dictionary.getKey("/Type").isNameAndEquals("/Metadata") ||
-        dictionary.getKey("/Subtype").isNameAndEquals("/XML"))
+        dictionary.getKey("/Subtype").isNameAndEquals("/XML") ||
+        dictionary.getKey("/Filter").unparseResolved().find("DCTDecode") != std::string::npos)
         return std::nullopt;
     try {
         const auto data = stream.getRawStreamData();
