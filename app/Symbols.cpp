@@ -74,18 +74,6 @@ void drawSymbol(QPainter& painter, Symbol symbol, const QRectF& area, const QCol
     painter.drawImage(area.topLeft(), picture);
 }
 
-QPixmap symbolPixmap(Symbol symbol, int side, const QColor& color, qreal ratio)
-{
-    const auto whole = QSizeF(side, side) * ratio;
-    QPixmap pixmap(whole.toSize());
-    pixmap.setDevicePixelRatio(ratio);
-    pixmap.fill(Qt::transparent);
-    const auto size = rowOf(symbol).bounds.size().scaled(side, side, Qt::KeepAspectRatio);
-    QPainter painter(&pixmap);
-    drawSymbol(painter, symbol, {{0, (side - size.height()) / 2}, size}, color);
-    return pixmap;
-}
-
 QIcon applicationIcon()
 {
     useResources();

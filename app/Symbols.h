@@ -3,7 +3,6 @@
 
 #include <QColor>
 #include <QIcon>
-#include <QPixmap>
 #include <QRectF>
 
 class QPainter;
@@ -20,9 +19,6 @@ qreal symbolProportion(Symbol symbol);
 bool hasPicture(Symbol symbol);
 // Fills `area` with the symbol in one colour.
 void drawSymbol(QPainter& painter, Symbol symbol, const QRectF& area, const QColor& color);
-// The symbol in the middle of a square. `side` is in logical pixels, of which each has `ratio` real
-// ones.
-QPixmap symbolPixmap(Symbol symbol, int side, const QColor& color, qreal ratio);
 
 QIcon applicationIcon();
 

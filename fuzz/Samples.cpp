@@ -131,10 +131,12 @@ bool holdsPacket(ByteSpan picture)
         if (isDecoded || isNumbers || block.kind == BlockKind::colourProfile)
             clear(block.range);
     }
-    if (type == ImageType::heif) { // There profiles are in the tables.
+    if (type == ImageType::heif) { // There profiles and what decoders need are in the tables.
         const Items items(picture);
         for (const Box& property : items.properties()) {
-            if (property.type == fourCC("colr"))
+            if (property.type == fourCC("colr") || property.type == fourCC("hvcC") ||
+                property.type == fourCC("avcC") || property.type == fourCC("vvcC") ||
+                property.type == fourCC("av1C"))
                 clear(property.content);
         }
     }

@@ -51,8 +51,14 @@ public:
             if (!item.isHidden && !isAside(item.id))
                 NP_TRY(showIfPicture(item));
         }
+        // An alpha that belongs to none of them would be a picture of its own.
+        std::set<std::uint32_t> alphasInUse;
+        for (const auto& [master, alpha] : alphasOf) {
+            if (selection.kept.contains(master))
+                alphasInUse.insert(alpha);
+        }
         for (const std::uint32_t id : selection.kept) {
-            if (!shown.contains(id) && (items.find(id)->isHidden || !alphas.contains(id)))
+            if (!shown.contains(id) && (items.find(id)->isHidden || !alphasInUse.contains(id)))
                 selection.hidden.insert(id);
         }
         return std::move(selection);

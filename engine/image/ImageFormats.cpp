@@ -18,11 +18,6 @@ constexpr std::array
 
 } // namespace
 
-std::span<const ImageFormat* const> imageFormats()
-{
-    return formats;
-}
-
 const ImageFormat* formatOf(ByteSource& source)
 {
     const auto length = std::min<std::uint64_t>(source.size(), signatureBytes);

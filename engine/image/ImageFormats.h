@@ -36,8 +36,6 @@ struct ImageFormat {
     Result<OutputPlan> (*planCleanCopy)(ByteSource& source);
 };
 
-std::span<const ImageFormat* const> imageFormats();
-
 // The format that the bytes are in, whatever the file is called; nullptr when it is none of these.
 const ImageFormat* formatOf(ByteSource& source);
 

@@ -358,6 +358,16 @@ TEST(HEIF, keepsOverlaysIdentitiesAndPremultiplication)
     expectRefused(built);
 }
 
+TEST(HEIF, aTileThatIsSaidToBeTheAlphaOfNothingIsNoPictureOfItsOwn)
+{
+    HEIFBuilder built = kitchenSink();
+    built.references[0].to = {4, 3};
+    built.references[1].to = {99};
+    const Bytes picture = built.build();
+    EXPECT_EQ(frameCount(mustClean(picture)), frameCount(picture));
+    expectPromises(picture);
+}
+
 TEST(HEIF, keepsCodedColoursAndProfilesOnly)
 {
     HEIFBuilder built = onePicture();
