@@ -85,6 +85,9 @@ void cleanTrailer(QPDFObjectHandle trailer)
         if (std::ranges::find(keptTrailerKeys, key) == keptTrailerKeys.end())
             trailer.removeKey(key);
     }
+    // The writer puts its own number in the place of the old one, and none where there was none: a
+    // copy without it would be a damaged document itself.
+    trailer.replaceKey("/Size", QPDFObjectHandle::newInteger(0));
 }
 
 // Articles have an information dictionary of their own (ISO 32000-2, table 162); pages taken from
