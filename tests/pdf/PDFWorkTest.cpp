@@ -425,16 +425,6 @@ TEST(PDF, opensWhatCanBeRecovered)
     EXPECT_TRUE(has(copy, "/Size 4")); // A copy is no document that has to be recovered.
 }
 
-TEST(PDF, dropsTablesAndContainersThatSomethingRefersTo)
-{
-    for (const char* type : {"/XRef", "/ObjStm"}) {
-        PDFBuilder document;
-        document.page(3, "/Resources<</XObject<</Im0 5 0 R>>>>");
-        document.stream(5, "/Type" + std::string(type) + "/ID[(planted)(planted)]", "planted");
-        EXPECT_FALSE(has(mustCleanPDF(document.plain()), type));
-    }
-}
-
 // What a document with another tree of pages comes to, when it is described and when it is cleaned.
 void expectUnopenable(const std::string& document)
 {

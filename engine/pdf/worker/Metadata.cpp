@@ -216,16 +216,6 @@ bool isMetadataStream(QPDFObjectHandle dictionary)
            (type.isNull() && isName(dictionary.getKey("/Subtype"), "/XML"));
 }
 
-// Tables and containers of the original's objects (ISO 32000-2, 7.5.7 and 7.5.8), with its
-// identifier and its earlier revisions. A document that had to be recovered may refer to them.
-bool isOfTheFilesStructure(QPDFObjectHandle object)
-{
-    if (!object.isStream())
-        return false;
-    QPDFObjectHandle type = object.getDict().getKey("/Type");
-    return isName(type, "/XRef") || isName(type, "/ObjStm");
-}
-
 void cleanObject(PDFFile& file, QPDFObjectHandle object)
 {
     if (object.isStream()) {
@@ -262,14 +252,8 @@ void removeMetadata(PDFFile& file)
     cleanCatalogue(catalogue);
     cleanForm(catalogue.getKey("/AcroForm"));
     cleanAnnotations(file);
-    const auto objects = file.document.getAllObjects();
-    for (const QPDFObjectHandle& object : objects)
+    for (const QPDFObjectHandle& object : file.document.getAllObjects())
         cleanObject(file, object);
-    // By now everything has been taken out of the containers.
-    for (const QPDFObjectHandle& object : objects) {
-        if (isOfTheFilesStructure(object))
-            file.document.replaceObject(object.getObjGen(), QPDFObjectHandle::newNull());
-    }
 }
 
 } // namespace nullprint::pdf
