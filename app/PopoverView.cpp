@@ -1,6 +1,5 @@
 #include "app/PopoverView.h"
 
-#include "app/AccessibleRole.h"
 #include "app/Fonts.h"
 #include "app/Palette.h"
 #include "app/PushButton.h"
