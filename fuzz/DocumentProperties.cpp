@@ -53,7 +53,10 @@ private:
 std::optional<Bytes> dataOf(QPDFObjectHandle stream)
 {
     QPDFObjectHandle dictionary = stream.getDict();
-    if (dictionary.getKey("/Type").isNameAndEquals("/Metadata") ||
+    QPDFObjectHandle type = dictionary.getKey("/Type");
+    constexpr std::array removed{"/Metadata", "/XRef", "/ObjStm"};
+    if (std::ranges::any_of(removed,
+                            [&](const char* name) { return type.isNameAndEquals(name); }) ||
         dictionary.getKey("/Subtype").isNameAndEquals("/XML") ||
         dictionary.getKey("/Filter").unparseResolved().find("DCTDecode") != std::string::npos)
         return std::nullopt;

@@ -312,46 +312,68 @@ std::uint64_t absoluteBytes(Coding coding, std::uint64_t count)
     return (count * bits + 15) / 16 * 2;
 }
 
+struct Code {
+    bool isEnd = false;
+    bool isStep = false;
+    std::uint64_t linesDown = 0;
+};
+
 // WINGDI, "Bitmap compression": a run of a colour is its length and the colour; a zero begins an
-// end of line (0), the end of the bitmap (1), a step (2, right, down) or pixels as they are. Yields
-// where the bitmap ends: at that mark, which may be missing behind the last line; nothing when the
-// data ends before. A step may lead out of a damaged bitmap. Viewers differ in what they make of
-// what follows, so it stays, up to a mark within the announced size.
+// end of line (0), the end of the bitmap (1), a step (2, right, down) or pixels as they are.
+// Nothing when the data ends before the code does.
+Result<std::optional<Code>> nextCode(CodeReader& reader, Coding coding)
+{
+    const auto pair = NP_TRY(reader.pair());
+    if (!pair)
+        return std::optional<Code>();
+    const auto [count, value] = *pair;
+    Code code;
+    bool isThere = true;
+    if (count != 0) {
+        isThere = coding != Coding::runLength24 || reader.skip(2);
+    } else if (value == 0) {
+        code.linesDown = 1;
+    } else if (value == 1) {
+        code.isEnd = true;
+    } else if (value == 2) {
+        const auto step = NP_TRY(reader.pair());
+        isThere = step.has_value();
+        code.isStep = true;
+        code.linesDown = step.value_or(std::array<Byte, 2>{})[1];
+    } else {
+        isThere = reader.skip(absoluteBytes(coding, value));
+    }
+    return isThere ? std::optional(code) : std::nullopt;
+}
+
+// Where run-length data ends: at its mark, which may be missing behind the last line; nothing when
+// the room ends before. A step may lead out of a damaged bitmap. Viewers differ in what they make
+// of what follows, so it stays, up to a mark within the announced size.
 Result<std::optional<std::uint64_t>>
 endOfRuns(ByteSource& source, const Header& header, ByteRange room)
 {
-    const std::uint64_t announced = std::min<std::uint64_t>(room.length, header.imageBytes);
     CodeReader reader(source, room);
-    std::uint64_t line = 0;
     bool hasLeft = false;
-    std::optional<std::uint64_t> end; // Once the last line is over.
-    while (const auto code = NP_TRY(reader.pair())) {
-        const auto [count, value] = *code;
-        const bool isMark = count == 0 && value == 1;
-        const bool isBeyond = reader.position() > room.offset + announced;
-        if (isMark && (!hasLeft || !isBeyond))
-            end = reader.position();
-        if (isMark || (end && (!hasLeft || isBeyond)))
-            return end;
-        bool isThere = true;
-        if (count != 0) {
-            isThere = header.coding != Coding::runLength24 || reader.skip(2);
-        } else if (value == 0) {
-            ++line;
-        } else if (value == 2) {
-            const auto step = NP_TRY(reader.pair());
-            isThere = step.has_value();
-            line += step.value_or(std::array<Byte, 2>{})[1];
-            hasLeft = hasLeft || (!end && line >= header.height);
-        } else {
-            isThere = reader.skip(absoluteBytes(header.coding, value));
-        }
-        if (!isThere)
-            break;
-        if (!end && line >= header.height)
-            end = reader.position();
+    for (std::uint64_t line = 0; line < header.height;) {
+        const auto code = NP_TRY(nextCode(reader, header.coding));
+        if (!code)
+            return std::optional<std::uint64_t>();
+        if (code->isEnd)
+            return std::optional(reader.position());
+        line += code->linesDown;
+        hasLeft = code->isStep;
     }
-    return end;
+    const std::uint64_t end = reader.position();
+    const std::uint64_t announcedEnd =
+        room.offset + std::min<std::uint64_t>(room.length, header.imageBytes);
+    while (const auto code = NP_TRY(nextCode(reader, header.coding))) {
+        const bool isWithin = !hasLeft || reader.position() <= announcedEnd;
+        if (code->isEnd && isWithin)
+            return std::optional(reader.position());
+        if (!hasLeft || !isWithin)
+            break;
+    }
+    return std::optional(end);
 }
 
 // Where the header's own word is all there is. Zero says nothing.

@@ -3,6 +3,7 @@ catalogues, and what differs is told unless it is on the short list of what has 
 
 DROPPED = {"/Metadata", "/PieceInfo", "/LastModified"}
 DROPPED_OF_CATALOGUE = {"/SpiderInfo"}
+EMPTIED = {"/XRef", "/ObjStm"}  # Tables and containers of the original's objects.
 CLEARED = ("/T", "/M", "/CreationDate", "/Subj")
 # What annotations are about. Other entries of theirs may go.
 KEPT_OF_ANNOTATIONS = set(
@@ -39,6 +40,8 @@ class _Walk:
             self._values(place, was_whole["value"], now_whole["value"])
 
     def _stream(self, place, was, now):
+        if self.original.value(was["dict"].get("/Type")) in EMPTIED and now["dict"].keys() <= {"/Length"}:
+            return
         was_picture = "/DCTDecode" in _listed(self.original.value(was["dict"].get("/Filter")))
         ignored = {"/Length"} | ({"/Filter", "/DecodeParms"} if was_picture else set())
         if not was_picture and was.get("data") != now.get("data"):

@@ -425,6 +425,38 @@ TEST(PDF, opensWhatCanBeRecovered)
     EXPECT_TRUE(has(copy, "/Size 4")); // A copy is no document that has to be recovered.
 }
 
+TEST(PDF, emptiesTablesAndContainersThatSomethingRefersTo)
+{
+    for (const char* type : {"/XRef", "/ObjStm"}) {
+        PDFBuilder document;
+        document.page(3, "/Resources<</XObject<</Im0 5 0 R>>>>");
+        document.object(6, "<</Author(planted)>>");
+        document.stream(5,
+                        "/Info 6 0 R/ID[(planted)(planted)]/Type" + std::string(type),
+                        "planted");
+        const std::string copy = mustCleanPDF(document.plain());
+        EXPECT_FALSE(has(copy, type));
+        EXPECT_TRUE(has(copy, "/Im0"));
+    }
+}
+
+// What makes the library look for objects itself is met in the metadata, which no viewer reads.
+TEST(PDF, drawsPagesAsTheTableOfObjectsSays)
+{
+    PDFBuilder document;
+    document.catalogue("/Metadata 4 0 R").page(3, "/Contents 5 0 R/Resources<</XObject 6 0 R>>");
+    document.object(4, "null").stream(5, "", "drawn").object(6, "<</Im0 null>>");
+    document.object(7,
+                    "null\nendobj\n5 0 obj\n<</Length 5>>\nstream\nother\nendstream\nendobj\n"
+                    "6 0 obj\n<</Im1 null>>");
+    std::string damaged = document.plain();
+    damaged.replace(damaged.find("4 0 obj"), 1, "x");
+    const std::string copy = mustCleanPDF(damaged);
+    EXPECT_TRUE(has(copy, "drawn"));
+    EXPECT_FALSE(has(copy, "other"));
+    EXPECT_FALSE(has(copy, "/Im1"));
+}
+
 // What a document with another tree of pages comes to, when it is described and when it is cleaned.
 void expectUnopenable(const std::string& document)
 {

@@ -100,7 +100,10 @@ void cleanCatalogue(QPDFObjectHandle catalogue)
         names.removeKey("/IDS");
         names.removeKey("/URLS");
     }
-    for (QPDFObjectHandle thread : catalogue.getKey("/Threads").aitems()) {
+    QPDFObjectHandle threads = catalogue.getKey("/Threads");
+    if (!threads.isArray())
+        return;
+    for (QPDFObjectHandle thread : threads.aitems()) {
         if (thread.isDictionary())
             thread.removeKey("/I");
     }
@@ -216,6 +219,23 @@ bool isMetadataStream(QPDFObjectHandle dictionary)
            (type.isNull() && isName(dictionary.getKey("/Subtype"), "/XML"));
 }
 
+// Tables and containers of the original's objects (ISO 32000-2, 7.5.7 and 7.5.8), with its
+// identifier and its earlier revisions. The writer makes its own.
+bool isOfTheOriginalsStructure(QPDFObjectHandle object)
+{
+    if (!object.isStream())
+        return false;
+    QPDFObjectHandle type = object.getDict().getKey("/Type");
+    return isName(type, "/XRef") || isName(type, "/ObjStm");
+}
+
+void empty(QPDFObjectHandle stream)
+{
+    const auto none = QPDFObjectHandle::newNull();
+    stream.replaceDict(QPDFObjectHandle::newDictionary());
+    stream.replaceStreamData("", none, none);
+}
+
 void cleanObject(PDFFile& file, QPDFObjectHandle object)
 {
     if (object.isStream()) {
@@ -252,8 +272,14 @@ void removeMetadata(PDFFile& file)
     cleanCatalogue(catalogue);
     cleanForm(catalogue.getKey("/AcroForm"));
     cleanAnnotations(file);
-    for (const QPDFObjectHandle& object : file.document.getAllObjects())
+    const auto objects = file.document.getAllObjects();
+    for (const QPDFObjectHandle& object : objects)
         cleanObject(file, object);
+    // By now everything has been taken out of the containers. A damaged document may refer to them.
+    for (const QPDFObjectHandle& object : objects) {
+        if (isOfTheOriginalsStructure(object))
+            empty(object);
+    }
 }
 
 } // namespace nullprint::pdf

@@ -2,6 +2,7 @@
 
 #include "engine/pdf/worker/Encryption.h"
 
+#include <algorithm>
 #include <array>
 #include <qpdf/Pipeline.hh>
 #include <qpdf/QPDFLogger.hh>
@@ -68,6 +69,24 @@ void checkPageTree(QPDF& document)
     }
 }
 
+// Adds what an object has, but not what only describes it or leads away from the page.
+void addParts(QPDFObjectHandle object, std::vector<QPDFObjectHandle>& parts)
+{
+    if (object.isStream())
+        object = object.getDict();
+    if (object.isArray()) {
+        for (const QPDFObjectHandle& item : object.aitems())
+            parts.push_back(item);
+    }
+    if (!object.isDictionary())
+        return;
+    constexpr std::array passedOver{"/Metadata", "/PieceInfo", "/Parent"};
+    for (const auto& [key, value] : object.ditems()) {
+        if (std::ranges::find(passedOver, key) == passedOver.end())
+            parts.push_back(value);
+    }
+}
+
 } // namespace
 
 PDFFile::PDFFile(ByteSource& source)
@@ -82,6 +101,26 @@ PDFFile::PDFFile(ByteSource& source)
     document.processInputSource(std::make_shared<Input>(source), "");
     checkPageTree(document);
     document.getAllPages(); // Throws on what the writer would stumble over.
+}
+
+void PDFFile::readPages()
+{
+    // What pages say comes before what they say it with.
+    const auto& pages = document.getAllPages();
+    for (QPDFObjectHandle page : pages) {
+        std::vector<QPDFObjectHandle> pieces;
+        addParts(page.getKey("/Contents"), pieces);
+        for (QPDFObjectHandle piece : pieces)
+            piece.isStream(); // Only so that it is read.
+    }
+    std::vector<QPDFObjectHandle> pending(pages.rbegin(), pages.rend());
+    std::set<QPDFObjGen> seen;
+    while (!pending.empty()) {
+        const QPDFObjectHandle object = pending.back();
+        pending.pop_back();
+        if (!object.isIndirect() || seen.insert(object.getObjGen()).second)
+            addParts(object, pending);
+    }
 }
 
 bool isWidget(QPDFObjectHandle annotation)

@@ -19,6 +19,11 @@ public:
     // `source` must outlive the file.
     explicit PDFFile(ByteSource& source);
 
+    // Reads what pages are drawn by before anything else is read. Once an object is not where it
+    // should be, the library makes up a new table of objects, which may have others for what has
+    // not been read by then. A viewer, which only shows pages, may never come to that object.
+    void readPages();
+
     // The annotations of all pages other than form fields, each once.
     std::vector<QPDFObjectHandle> annotations();
 

@@ -47,7 +47,13 @@ Outcome Work::writeClean(ByteSink& sink)
     if (opened != Outcome::done)
         return opened;
     return guarded(Outcome::unwritable, [&] {
+        file->document.getWarnings(); // From now on, those of what has not been read yet.
         removeMetadata(*file);
+        if (file->document.anyWarnings()) {
+            file = std::make_unique<PDFFile>(source);
+            file->readPages();
+            removeMetadata(*file);
+        }
         cleanPictures(*file);
         file->write(sink);
     });
