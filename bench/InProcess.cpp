@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <span>
 #include <string>
 
 namespace nullprint {
@@ -108,7 +109,7 @@ void registerAll(const std::string& path)
 int main(int count, char** arguments)
 {
     benchmark::Initialize(&count, arguments);
-    for (int index = 1; index < count; ++index)
-        nullprint::registerAll(arguments[index]);
+    for (const char* file : std::span(arguments, static_cast<std::size_t>(count)).subspan(1))
+        nullprint::registerAll(file);
     benchmark::RunSpecifiedBenchmarks();
 }

@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <spawn.h>
 #include <string>
 #include <string_view>
@@ -29,14 +30,14 @@ struct Command {
     long peakKiB = 0;
 };
 
-std::vector<Command> commandsOf(char** first, char** last)
+std::vector<Command> commandsOf(std::span<char*> words)
 {
     std::vector<Command> commands(1);
-    for (; first != last; ++first) {
-        if (std::string_view(*first) == ":::") {
+    for (char* word : words) {
+        if (std::string_view(word) == ":::") {
             commands.emplace_back();
         } else {
-            commands.back().arguments.push_back(*first);
+            commands.back().arguments.push_back(word);
         }
     }
     for (Command& command : commands)
@@ -57,8 +58,8 @@ bool runOnce(Command& command, const posix_spawn_file_actions_t& actions)
 {
     const auto begin = std::chrono::steady_clock::now();
     pid_t child = 0;
-    char** arguments = command.arguments.data();
-    if (posix_spawnp(&child, arguments[0], &actions, nullptr, arguments, environ) != 0)
+    const auto& arguments = command.arguments;
+    if (posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
         return false;
     int status = 0;
     rusage usage{};
@@ -82,14 +83,16 @@ int main(int count, char** arguments)
 {
     if (count < 4)
         return 2;
-    const long rounds = std::strtol(arguments[1], nullptr, 10);
-    std::vector<Command> commands = commandsOf(arguments + 3, arguments + count);
+    const std::span words(arguments, static_cast<std::size_t>(count));
+    const long rounds = std::strtol(words[1], nullptr, 10);
+    const char* outputs = words[2];
+    std::vector<Command> commands = commandsOf(words.subspan(3));
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
     for (long round = 0; round <= rounds; ++round) {
         for (Command& command : commands) {
-            removeAll(arguments[2]);
+            removeAll(outputs);
             if (!runOnce(command, actions))
                 return 1;
         }
@@ -97,7 +100,7 @@ int main(int count, char** arguments)
             for (Command& command : commands)
                 command.seconds.clear();
     }
-    removeAll(arguments[2]);
+    removeAll(outputs);
     for (const Command& command : commands)
         std::printf("%.6f %.6f %ld\n",
                     median(command.seconds),

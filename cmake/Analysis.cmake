@@ -7,8 +7,11 @@ if(RUN_CLANG_TIDY)
   # Its one-line summary of a thousand files is not wanted; findings are, and its exit status.
   add_custom_target(tidy
     COMMAND ${RUN_CLANG_TIDY} -quiet -p ${PROJECT_BINARY_DIR} -j ${processors}
-            "${PROJECT_SOURCE_DIR}/(engine|cli|app|fuzz)/"
+            "${PROJECT_SOURCE_DIR}/(engine|cli|app|fuzz|tests|bench)/"
     USES_TERMINAL VERBATIM)
+  if(TARGET nullprint-app-tests) # Some of them include what is made of them.
+    add_dependencies(tidy nullprint-app-tests_autogen)
+  endif()
 endif()
 
 # The processes that the tests start are counted as well. Left out are the tests that fail writes on

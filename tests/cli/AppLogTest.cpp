@@ -203,7 +203,7 @@ TEST(AppLog, keepsTheOrderOfManyThreads)
             caller.join();
     }
     const auto lines = linesOf(log.file);
-    ASSERT_EQ(lines.size(), std::size_t{threads * messages});
+    ASSERT_EQ(lines.size(), std::size_t{threads} * messages);
     for (std::size_t i = 0; i < lines.size(); ++i)
         ASSERT_EQ(messageOf(lines[i]), "message " + std::to_string(i));
 }

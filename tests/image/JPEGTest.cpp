@@ -107,7 +107,7 @@ TEST(JPEG, keepsAProfileHoweverItIsSpread)
         joined({icc(2, 2, profile.substr(90)), comment, icc(1, 2, profile.substr(0, 90))});
     EXPECT_EQ(mustClean(picture({backwards})),
               picture({icc(2, 2, profile.substr(90)), icc(1, 2, profile.substr(0, 90))}));
-    const std::string large = sampleProfile(255 * 1000);
+    const std::string large = sampleProfile(std::size_t{255} * 1000);
     Bytes most;
     for (std::size_t number = 0; number < 255; ++number)
         append(most, icc(static_cast<Byte>(number + 1), 255, large.substr(number * 1000, 1000)));
@@ -175,7 +175,7 @@ TEST(JPEG, keepsEveryCodingProcess)
                                          {"a\xFF\0b\xFF\xD0"
                                           "c\xFF\xD7"
                                           "d",
-                                          11}),
+                                          10}),
                                     end});
         EXPECT_EQ(mustClean(clean), clean) << process;
         expectPromises(clean);

@@ -98,8 +98,8 @@ TEST(PNG, refusesAPictureWithoutPixelsOrEnd)
 
 TEST(PNG, keepsOrientationAsTheOnlyFieldOfAFreshBlock)
 {
-    for (char orientation = 2; orientation <= 8; ++orientation) {
-        const auto code = static_cast<std::uint16_t>(orientation);
+    for (std::uint16_t code = 2; code <= 8; ++code) {
+        const auto orientation = static_cast<char>(code);
         const Bytes expected = PNGBuilder().chunk("eXIf", freshEXIFText(code)).pixels().end();
         const Bytes early = PNGBuilder().chunk("eXIf", sampleEXIF(orientation)).pixels().end();
         EXPECT_EQ(mustClean(early), expected);
@@ -129,7 +129,7 @@ TEST(PNG, readsExifFromItsOwnChunk)
 TEST(PNG, readsExifFromTexts)
 {
     const std::string block = std::string("Exif\0\0", 6) + sampleEXIF(6);
-    for (const std::string name : {"exif", "APP1"}) { // NOLINT(performance-for-range-copy): text.
+    for (const std::string name : {"exif", "APP1"}) {
         const std::string text = rawProfile(name, block);
         const std::string keyword = "Raw profile type " + name;
         const Bytes plain = PNGBuilder().pixels().chunk("tEXt", keyed(keyword, text)).end();

@@ -38,6 +38,9 @@ TEST(PDFInspector, tellsEverythingInOrder)
         .page(3, "/Annots[5 0 R]")
         .object(5, "<</Type/Annot/Subtype/Text/T(Ann)>>")
         .stream(7, "/Type/Metadata/Subtype/XML", "<x:xmpmeta/>");
+    const std::string block =
+        "🗂 XMP metadata: a hidden metadata block (often author + a tracking ID) "
+        "is present";
     EXPECT_EQ(revealedIn(document.plain()),
               (Lines{"👤 Author: Jane Roe",
                      "📄 Title: T",
@@ -46,8 +49,7 @@ TEST(PDFInspector, tellsEverythingInOrder)
                      "🛠 Produced by: P 1",
                      "🏷 Keywords: one, two",
                      "💬 Comment author(s): Ann",
-                     "🗂 XMP metadata: a hidden metadata block (often author + a tracking ID) is "
-                     "present"}));
+                     block}));
 }
 
 TEST(PDFInspector, tellsOnlyTexts)

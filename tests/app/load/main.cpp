@@ -398,11 +398,13 @@ private:
 } // namespace
 
 // What the library of fonts keeps until the end. Read by LeakSanitizer alone.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming): its name for it.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
 const char* __lsan_default_suppressions()
 {
     return "leak:libfontconfig\n";
 }
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
 int main(int argc, char** argv)
 {

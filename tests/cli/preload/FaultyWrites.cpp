@@ -24,6 +24,7 @@ namespace {
 
 template <typename Function> Function* original(const char* name)
 {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): what dlsym is made for.
     return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
 }
 
@@ -82,11 +83,13 @@ int openUnlessFaulty(const char* name, const char* path, int flags, mode_t mode)
 mode_t modeOf(int flags, std::va_list& more)
 {
     const bool hasMode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the caller has begun it.
     return hasMode ? va_arg(more, mode_t) : 0;
 }
 
 } // namespace
 
+// NOLINTBEGIN(readability-function-size): as many parameters as the system's functions have.
 extern "C" {
 
 int open(const char* path, int flags, ...)
@@ -188,3 +191,4 @@ int renameat2(int fromFolder,
 }
 
 } // extern "C"
+// NOLINTEND(readability-function-size)
