@@ -108,7 +108,29 @@ Result<TIFFData> TIFFData::gather(ByteSource& source, std::span<const TIFFPage> 
         end = std::max(end, claim.range.end());
         coded = isCoded ? &claim : coded;
     }
+    NP_TRY(data.checkStripsOfStreams(pages));
     return data;
+}
+
+// What stands in a stream without being a scan of it is not kept, whoever calls it a strip.
+Result<Done> TIFFData::checkStripsOfStreams(std::span<const TIFFPage> pages) const
+{
+    std::vector<ByteRange> scans;
+    for (const Block& block : parts) {
+        if (block.kind == BlockKind::pixels)
+            scans.push_back(block.range);
+    }
+    for (const TIFFPage& page : pages) {
+        const std::optional<ByteRange> stream = streamOf(page);
+        for (const ByteRange& strip : page.data) {
+            if (!stream || strip.length == 0 || !contains(*stream, strip))
+                continue;
+            const auto scan = std::ranges::upper_bound(scans, strip.offset, {}, &ByteRange::end);
+            if (scan == scans.end() || scan->offset >= strip.end())
+                return Error{"JPEG strip without a scan", strip.offset};
+        }
+    }
+    return Done{};
 }
 
 Result<Done> TIFFData::take(ByteSource& source, const Claim& claim, std::uint64_t from)

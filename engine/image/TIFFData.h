@@ -36,6 +36,7 @@ private:
     };
 
     Result<Done> claimPage(const TIFFPage& page, std::vector<Claim>& claims) const;
+    Result<Done> checkStripsOfStreams(std::span<const TIFFPage> pages) const;
     Result<Done> take(ByteSource& source, const Claim& claim, std::uint64_t from);
     Result<Done> takeJPEG(ByteSource& source, const Claim& claim);
     Result<Done> takeWebP(ByteSource& source, const Claim& claim);

@@ -621,6 +621,21 @@ TEST(TIFF, oldJPEGTableThatIsPartlyMetadataIsRefused)
     EXPECT_EQ(refusal(tiff.file), "JPEG table that lies across what is dropped");
 }
 
+// The stream tells of no scan, and what the strip names is nothing to it.
+TEST(TIFF, oldJPEGStripThatIsNoScanOfItsStreamIsRefused)
+{
+    for (const std::string& between :
+         {jpegSOI + jpegTables(), jpegSOI + jpegTables() + jpegFrame}) {
+        TIFFBuilder tiff;
+        const std::string stream = between + "coded data" + jpegEnd;
+        const std::uint64_t place = tiff.data(stream);
+        describe(tiff, {{place + between.size()}, {stream.size() - between.size()}, 6});
+        tiff.longs(513, {place}).longs(514, {stream.size()});
+        tiff.page();
+        EXPECT_EQ(refusal(tiff.file), "JPEG strip without a scan");
+    }
+}
+
 TEST(TIFF, oldJPEGTablesMoveAlong)
 {
     TIFFBuilder tiff;
