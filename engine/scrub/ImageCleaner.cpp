@@ -25,6 +25,7 @@ Status scrubImage(const FileURL& input)
     const auto file = FileSource::open(input.path());
     if (!file.ok())
         return unreadable;
+    file.value()->keepWhatIsRead();
     const auto source = image::ImageSource::open(*file.value());
     if (!source.ok())
         return unreadable;

@@ -5,6 +5,8 @@
 #include "engine/support/Limits.h"
 #include "engine/support/Result.h"
 
+#include <optional>
+
 namespace nullprint {
 
 // Read-only random access to a fixed number of bytes. Not for several threads at once.
@@ -24,6 +26,9 @@ public:
 
     // Copies out as many bytes as `target` holds. Fails when they are not all there.
     virtual Result<Done> read(std::uint64_t offset, std::span<Byte> target) = 0;
+
+    // The bytes of a range of any length, where they happen to be in memory, until the next call.
+    virtual std::optional<ByteSpan> inMemory(ByteRange) const { return std::nullopt; }
 
     // The file behind the source, when its offsets are the file's own; otherwise -1.
     virtual int descriptor() const { return -1; }

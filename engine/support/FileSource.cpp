@@ -55,24 +55,50 @@ Result<ByteSpan> FileSource::view(std::uint64_t offset, std::size_t length)
 {
     if (!holds({offset, length}) || length > limits::windowBytes)
         return Error{"bytes past the end", offset};
-    if (offset < windowRange.offset || offset + length > windowRange.end()) {
-        // A walk that goes on where it stood, or a few bytes on, gets a window that grows; a jump
-        // starts small.
-        const bool goesOn =
-            offset >= windowRange.offset && offset <= windowRange.end() + limits::stepBytes;
-        const std::uint64_t wanted = goesOn ? windowRange.length * 4 : limits::jumpWindowBytes;
-        const std::uint64_t ahead =
-            std::clamp<std::uint64_t>(wanted,
-                                      std::max(length, limits::jumpWindowBytes),
-                                      limits::windowBytes);
-        const auto take = static_cast<std::size_t>(std::min(ahead, sizeBytes - offset));
-        if (window.size() < take)
-            window.resize(take);
-        windowRange = {};
-        NP_TRY(read(offset, std::span(window).first(take)));
-        windowRange = {offset, take};
-    }
-    return ByteSpan(window).subspan(static_cast<std::size_t>(offset - windowRange.offset), length);
+    if (!inMemory({offset, length}))
+        NP_TRY(moveWindow(offset, length));
+    return *inMemory({offset, length});
+}
+
+std::optional<ByteSpan> FileSource::inMemory(ByteRange range) const
+{
+    if (range.offset < windowRange.offset || range.end() > windowRange.end())
+        return std::nullopt;
+    return ByteSpan(window.get(), windowRoom)
+        .subspan(static_cast<std::size_t>(range.offset - windowRange.offset),
+                 static_cast<std::size_t>(range.length));
+}
+
+// A walk that goes on where it stood, or a few bytes on, gets a window that grows up to its usual
+// size; a jump starts small.
+Result<Done> FileSource::moveWindow(std::uint64_t offset, std::size_t length)
+{
+    const bool goesOn =
+        offset >= windowRange.offset && offset <= windowRange.end() + limits::stepBytes;
+    const ByteRange kept = goesOn && keeps ? windowRange : ByteRange{offset, 0};
+    const std::uint64_t wanted = goesOn ? windowRange.length * 4 : 0;
+    const std::uint64_t ahead =
+        std::clamp<std::uint64_t>(wanted, limits::jumpWindowBytes, limits::windowBytes);
+    const std::uint64_t end = std::min(std::max(offset + length, kept.end() + ahead), sizeBytes);
+    makeRoom(static_cast<std::size_t>(keeps ? sizeBytes : end - kept.offset));
+    windowRange = {}; // Unless all of it can be read.
+    NP_TRY(read(kept.end(),
+                std::span(window.get(), windowRoom)
+                    .subspan(static_cast<std::size_t>(kept.length),
+                             static_cast<std::size_t>(end - kept.end()))));
+    windowRange = {kept.offset, end - kept.offset};
+    return Done{};
+}
+
+// Leaves what is in the window.
+void FileSource::makeRoom(std::size_t bytes)
+{
+    if (bytes <= windowRoom)
+        return;
+    auto larger = std::make_unique_for_overwrite<Byte[]>(bytes);
+    std::copy_n(window.get(), static_cast<std::size_t>(windowRange.length), larger.get());
+    window = std::move(larger);
+    windowRoom = bytes;
 }
 
 Result<Done> FileSource::read(std::uint64_t offset, std::span<Byte> target)

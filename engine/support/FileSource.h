@@ -22,7 +22,12 @@ public:
     std::uint64_t size() const override { return sizeBytes; }
     Result<ByteSpan> view(std::uint64_t offset, std::size_t length) override;
     Result<Done> read(std::uint64_t offset, std::span<Byte> target) override;
+    std::optional<ByteSpan> inMemory(ByteRange range) const override;
     int descriptor() const override { return file; }
+
+    // From now on, what a walk reads of a file of at most limits::keptBytes stays in memory, for as
+    // long as the walk goes on. Who copies what was walked over has it read once.
+    void keepWhatIsRead() { keeps = sizeBytes <= limits::keptBytes; }
 
     // Read, write and execute permissions of owner, group and others.
     mode_t permissions() const { return mode; }
@@ -41,13 +46,18 @@ private:
     {
     }
 
+    Result<Done> moveWindow(std::uint64_t offset, std::size_t length);
+    void makeRoom(std::size_t bytes);
+
     int file;
+    bool keeps = false;
     bool failed = false;
     std::uint64_t sizeBytes = 0;
     mode_t mode = 0;
     timespec modified{};
     timespec changed{};
-    Bytes window;
+    std::unique_ptr<Byte[]> window; // Not cleared before it is read into.
+    std::size_t windowRoom = 0;
     ByteRange windowRange{};
 };
 

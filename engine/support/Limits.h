@@ -11,6 +11,10 @@ namespace nullprint::limits {
 // per window costs nothing beside reading it, small enough to stay in the processor's cache.
 inline constexpr std::size_t windowBytes = 256UL * 1024;
 
+// The largest picture that stays in memory while it is cleaned, as far as it has to be read for
+// that: then it is read once. Phones and cameras make pictures of 2 to 12 MB.
+inline constexpr std::uint64_t keptBytes = 16UL * 1024 * 1024;
+
 // The first read after a jump. A walk over headers then reads headers, not what lies between.
 inline constexpr std::size_t jumpWindowBytes = 4UL * 1024;
 

@@ -71,16 +71,21 @@ Result<Done> PendingFile::write(ByteSpan bytes)
 
 Result<Done> PendingFile::flush()
 {
-    ByteSpan left = gathered;
-    while (!left.empty()) {
-        const ssize_t written = ::write(file, left.data(), left.size());
+    NP_TRY(writeNow(gathered));
+    gathered.clear();
+    return Done{};
+}
+
+Result<Done> PendingFile::writeNow(ByteSpan bytes)
+{
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(file, bytes.data(), bytes.size());
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)
             return Error{"the copy could not be written"};
-        left = left.subspan(static_cast<std::size_t>(written));
+        bytes = bytes.subspan(static_cast<std::size_t>(written));
     }
-    gathered.clear();
     return Done{};
 }
 
@@ -88,9 +93,12 @@ Result<Done> PendingFile::copy(ByteSource& source, ByteRange range)
 {
     if (!source.holds(range))
         return Error{"range past the end", range.offset};
-    if (range.length < kernelCopyBytes || source.descriptor() < 0 || !copiesInKernel)
+    const auto bytes = source.inMemory(range);
+    if (range.length < kernelCopyBytes || (!bytes && (source.descriptor() < 0 || !copiesInKernel)))
         return copyThroughMemory(source, range);
     NP_TRY(flush());
+    if (bytes)
+        return writeNow(*bytes);
     while (range.length > 0 && copiesInKernel) {
         auto offset = static_cast<off_t>(range.offset);
         const ssize_t copied = ::copy_file_range(source.descriptor(),

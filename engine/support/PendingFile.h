@@ -18,7 +18,8 @@ public:
                                                        const std::string& name = {});
     ~PendingFile() override;
 
-    // Small pieces are gathered; long ranges of a file go from file to file inside the kernel.
+    // Small pieces are gathered; long ranges of a file go from file to file inside the kernel,
+    // unless they are in memory already.
     Result<Done> write(ByteSpan bytes) override;
     Result<Done> copy(ByteSource& source, ByteRange range) override;
     // Writes what is gathered. `keep` does so, too.
@@ -38,6 +39,7 @@ public:
 
 private:
     PendingFile(int file, std::string temporaryPath);
+    Result<Done> writeNow(ByteSpan bytes);
     Result<Done> copyThroughMemory(ByteSource& source, ByteRange range);
     Outcome linkUnnamed(const std::string& path);
     Outcome renameTemporary(const std::string& path);

@@ -7,10 +7,12 @@
 #include "engine/support/UUID.h"
 #include "tests/support/Folder.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <numeric>
+#include <random>
 #include <regex>
 #include <unistd.h>
 
@@ -68,6 +70,63 @@ TEST(FileSource, yieldsTheFileInWindows)
     }
     EXPECT_FALSE(source.view(content.size() - 1, 2).ok());
     EXPECT_FALSE(source.view(0, limits::windowBytes + 1).ok());
+}
+
+// Bytes without a period, so that each place has its own.
+Bytes noise(std::size_t length)
+{
+    std::mt19937 random(7);
+    Bytes bytes(length);
+    std::ranges::generate(bytes, [&random] { return static_cast<Byte>(random()); });
+    return bytes;
+}
+
+// Looks at all of it from `start` on, piece by piece, as a walk over blocks does.
+void walk(FileSource& source, std::uint64_t start)
+{
+    constexpr std::uint64_t piece = 700;
+    for (std::uint64_t at = start; at < source.size(); at += piece + limits::stepBytes)
+        ASSERT_TRUE(source.view(at, std::min(piece, source.size() - at)).ok());
+}
+
+TEST(FileSource, keepsWhatAWalkHasReadOfASmallFile)
+{
+    const Folder folder;
+    const Bytes content = noise(3 * limits::windowBytes + 17);
+    const std::string path = folder.put("a", content).path();
+    const auto file = FileSource::open(path);
+    ASSERT_TRUE(file.ok());
+    FileSource& source = *file.value();
+    source.keepWhatIsRead();
+    ASSERT_TRUE(source.view(0, 10).ok());
+    constexpr std::uint64_t start = 100000;
+    walk(source, start); // A jump: what was in front of it is given up.
+    EXPECT_FALSE(source.inMemory({0, 10}));
+    const auto rest = source.inMemory({start, content.size() - start});
+    ASSERT_TRUE(rest);
+    EXPECT_TRUE(std::ranges::equal(*rest, std::span(content).subspan(start)));
+    EXPECT_FALSE(source.inMemory({start, content.size() - start + 1}));
+    walk(source, 0);
+    const auto whole = source.inMemory({0, content.size()});
+    ASSERT_TRUE(whole);
+    EXPECT_TRUE(std::ranges::equal(*whole, content));
+}
+
+TEST(FileSource, keepsNothingUnlessItIsToldOrOfALargeFile)
+{
+    const Folder folder;
+    const std::string path = folder.put("a", noise(2 * limits::windowBytes)).path();
+    const auto untold = FileSource::open(path);
+    ASSERT_TRUE(untold.ok());
+    walk(*untold.value(), 0);
+    EXPECT_FALSE(untold.value()->inMemory({0, 1}));
+    ASSERT_EQ(::truncate(path.c_str(), limits::keptBytes + 1), 0);
+    const auto large = FileSource::open(path);
+    ASSERT_TRUE(large.ok());
+    large.value()->keepWhatIsRead();
+    ASSERT_TRUE(large.value()->view(0, limits::windowBytes).ok());
+    ASSERT_TRUE(large.value()->view(limits::windowBytes, limits::windowBytes).ok());
+    EXPECT_FALSE(large.value()->inMemory({0, 1}));
 }
 
 TEST(FileSource, noticesThatTheFileShrank)
@@ -134,20 +193,27 @@ TEST(PendingFile, neverReplaces)
 TEST(PendingFile, copiesShortAndLongRanges)
 {
     const Folder folder;
-    Bytes content(700000);
-    std::iota(content.begin(), content.end(), Byte{0});
-    const auto source = FileSource::open(folder.put("a", content).path());
-    const auto file = PendingFile::create(folder.url("").path());
-    ASSERT_TRUE(source.ok() && file.ok());
-    Bytes expected;
-    for (const ByteRange range : {ByteRange{0, 10}, {100, 600000}, {5, 65536}, {699999, 1}}) {
-        EXPECT_TRUE(file.value()->write(asBytes("-")).ok());
-        EXPECT_TRUE(file.value()->copy(*source.value(), range).ok());
-        expected.push_back('-');
-        append(expected, std::span(content).subspan(range.offset, range.length));
+    const Bytes content = noise(700000);
+    const std::string path = folder.put("a", content).path();
+    for (const bool isInMemory : {false, true}) {
+        const auto source = FileSource::open(path);
+        const auto file = PendingFile::create(folder.url("").path());
+        ASSERT_TRUE(source.ok() && file.ok());
+        if (isInMemory) {
+            source.value()->keepWhatIsRead();
+            walk(*source.value(), 50);
+        }
+        Bytes expected;
+        for (const ByteRange range : {ByteRange{0, 10}, {100, 600000}, {5, 65536}, {699999, 1}}) {
+            EXPECT_TRUE(file.value()->write(asBytes("-")).ok());
+            EXPECT_TRUE(file.value()->copy(*source.value(), range).ok());
+            expected.push_back('-');
+            append(expected, std::span(content).subspan(range.offset, range.length));
+        }
+        const FileURL copy = folder.url(isInMemory ? "b" : "c");
+        ASSERT_EQ(file.value()->keep(copy.path(), 0600), PendingFile::Outcome::kept);
+        EXPECT_EQ(fileBytes(copy.path()), expected);
     }
-    ASSERT_EQ(file.value()->keep(folder.url("b").path(), 0600), PendingFile::Outcome::kept);
-    EXPECT_EQ(fileBytes(folder.url("b").path()), expected);
 }
 
 TEST(FileURL, splitsNames)
