@@ -127,7 +127,9 @@ bool holdsPacket(ByteSpan picture)
     const ImageType type = mustBePicture(source).type;
     for (const Block& block : mustSplit(picture)) {
         const bool isDecoded = std::ranges::find(decodedKinds, block.kind) != decodedKinds.end();
-        const bool isNumbers = type == ImageType::bmp && block.kind == BlockKind::structure;
+        const bool isNumbers =
+            (type == ImageType::bmp && block.kind == BlockKind::structure) ||
+            (type == ImageType::tiff && block.kind == BlockKind::colourTransform);
         if (isDecoded || isNumbers || block.kind == BlockKind::colourProfile)
             clear(block.range);
     }
