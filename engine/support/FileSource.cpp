@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,6 +23,15 @@ int openForReading(const std::string& path)
     const int file = ::open(path.c_str(), flags | O_NOATIME);
     return file < 0 && errno == EPERM ? ::open(path.c_str(), flags) : file;
     // NOLINTEND(cppcoreguidelines-pro-type-vararg)
+}
+
+// Memory that is touched for the first time costs about what reading into it does. In large pages,
+// where the system has them, it costs less. To do without is no failure.
+void wantLargePages(void* memory, std::size_t bytes)
+{
+    constexpr std::size_t pageBytes = 2UL * 1024 * 1024;
+    if (std::align(pageBytes, pageBytes, memory, bytes) != nullptr)
+        ::madvise(memory, bytes / pageBytes * pageBytes, MADV_HUGEPAGE);
 }
 
 } // namespace
@@ -96,6 +106,7 @@ void FileSource::makeRoom(std::size_t bytes)
     if (bytes <= windowRoom)
         return;
     auto larger = std::make_unique_for_overwrite<Byte[]>(bytes);
+    wantLargePages(larger.get(), bytes);
     std::copy_n(window.get(), static_cast<std::size_t>(windowRange.length), larger.get());
     window = std::move(larger);
     windowRoom = bytes;
