@@ -76,7 +76,7 @@ std::vector<QPDFObjectHandle> contentsOf(QPDFObjectHandle page)
 }
 
 // Whether it is the form as well, of which the metadata goes.
-bool isForm(QPDF& document, QPDFObjectHandle stream)
+bool isForm(QPDF& document, const QPDFObjectHandle& stream)
 {
     QPDFObjectHandle form = document.getRoot().getKey("/AcroForm");
     return form.isDictionary() && stream.isIndirect() &&
