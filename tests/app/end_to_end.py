@@ -138,6 +138,8 @@ class FromTheTray(OnADesktop):
                      f"the focus on {name!r}")
         self.desktop.key("Escape")
         self.widgets.gone("frame", "Nullprint")
+        # Until the display knows as well, clicks are the popup's.
+        wait_for(lambda: self.desktop.panel() is None, "the end of the panel")
         self.desktop.click_icon()
         self.widgets.find("frame", "Nullprint")
         self.widgets.press("Quit Nullprint")
