@@ -12,6 +12,8 @@ import subprocess
 import tempfile
 import unittest
 
+from tracing import may_trace
+
 PROGRAM = os.environ["NP_LOG_LINES"]
 SECONDS = 60
 LINE = rb"\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\] %s\n"
@@ -21,11 +23,6 @@ OLDER = b"older\n"
 # Of threads and memory; and one that cannot fail.
 LEFT_OUT = {"mmap", "munmap", "mprotect", "madvise", "brk", "futex", "set_robust_list", "rseq", "rt_sigprocmask",
             "gettid", "exit"}
-
-
-def may_trace():
-    return subprocess.run(["strace", "-qq", "-o", os.devnull, "true"], capture_output=True,
-                          check=False).returncode == 0
 
 
 @unittest.skipUnless(may_trace(), "strace may not trace here")

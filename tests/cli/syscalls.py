@@ -15,6 +15,7 @@ import unittest
 
 from documents import CATALOGUE, PAGE, PAGES, packed_pdf, stream
 from scratch import PDF_WORKER, ScratchTest, large_png, preloadable
+from tracing import may_trace
 
 FAULTY_WRITES = preloadable(os.environ["NP_FAULTY_WRITES"])
 SHARED_MEMORY = pathlib.Path("/dev/shm")  # A file system of its own, nearly everywhere.
@@ -46,11 +47,6 @@ REMOVING = {"openat", "newfstatat", "fcntl", "getdents64", "unlink", "unlinkat",
 def beginnings(text):
     """The lines without their values: one may be told in part."""
     return {re.split("[:=] ?", line)[0] if line.startswith("  ") else line for line in text.splitlines()}
-
-
-def may_trace():
-    return subprocess.run(["strace", "-qq", "-o", os.devnull, "true"], capture_output=True,
-                          check=False).returncode == 0
 
 
 @unittest.skipUnless(may_trace(), "strace may not trace here")
