@@ -40,7 +40,9 @@ class _Walk:
             self._values(place, was_whole["value"], now_whole["value"])
 
     def _stream(self, place, was, now):
-        if self.original.value(was["dict"].get("/Type")) in EMPTIED and now["dict"].keys() <= {"/Length"}:
+        if self.original.value(was["dict"].get("/Type")) in EMPTIED:
+            if now["dict"].keys() - {"/Length"} or now.get("data"):
+                self.problems.append(f"{place} is not empty")
             return
         was_picture = "/DCTDecode" in _listed(self.original.value(was["dict"].get("/Filter")))
         ignored = {"/Length"} | ({"/Filter", "/DecodeParms"} if was_picture else set())
