@@ -56,7 +56,7 @@ void create(const std::filesystem::path& file, ByteSpan line)
     if (!fresh.ok() || !fresh.value()->write(line).ok())
         return;
     const std::string passing = folder + "/.nullprint-" + randomUUID();
-    if (fresh.value()->keep(passing, S_IRUSR | S_IWUSR) != PendingFile::Outcome::kept)
+    if (fresh.value()->keep(passing, Permissions(S_IRUSR | S_IWUSR)) != PendingFile::Outcome::kept)
         return;
     if (::rename(passing.c_str(), file.c_str()) != 0)
         ::unlink(passing.c_str());

@@ -27,7 +27,7 @@ bool writePicture(const Result<TempFolder>& workspace, const std::string& path)
     const Bytes picture = selfTestPicture();
     const auto file = PendingFile::create(workspace.value().path());
     return !picture.empty() && file.ok() && file.value()->write(picture).ok() &&
-           file.value()->keep(path, 0600) == PendingFile::Outcome::kept;
+           file.value()->keep(path, Permissions(0600)) == PendingFile::Outcome::kept;
 }
 
 bool runChecks(const FileURL& picture)

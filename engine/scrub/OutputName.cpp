@@ -39,7 +39,8 @@ FileURL cleanedOutputURL(const FileURL& url)
     return candidate(url, firstFreeNumber(url, 1));
 }
 
-Result<FileURL> keepAsCleanedOutput(PendingFile& pending, const FileURL& input, mode_t permissions)
+Result<FileURL>
+keepAsCleanedOutput(PendingFile& pending, const FileURL& input, const Permissions& permissions)
 {
     std::uint64_t number = 1;
     while (true) {
@@ -50,6 +51,7 @@ Result<FileURL> keepAsCleanedOutput(PendingFile& pending, const FileURL& input, 
             return output;
         if (outcome == PendingFile::Outcome::failed)
             return Error{"the copy cannot get its name"};
+        ++number; // Also where the file system does not show who has the name.
     }
 }
 

@@ -12,6 +12,7 @@ FileURL cleanedOutputURL(const FileURL& url);
 
 // Gives a finished copy of `input` the first such name that is free at that moment. Whatever else
 // takes names meanwhile, nothing is replaced. Fastest when `pending` is on the same file system.
-Result<FileURL> keepAsCleanedOutput(PendingFile& pending, const FileURL& input, mode_t permissions);
+Result<FileURL>
+keepAsCleanedOutput(PendingFile& pending, const FileURL& input, const Permissions& permissions);
 
 } // namespace nullprint

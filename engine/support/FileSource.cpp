@@ -50,7 +50,7 @@ Result<std::unique_ptr<FileSource>> FileSource::of(int file)
     if (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 0)
         return Error{"not a regular file"};
     source->sizeBytes = static_cast<std::uint64_t>(status.st_size);
-    source->mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    source->mode = status.st_mode;
     source->modified = status.st_mtim;
     source->changed = status.st_ctim;
     return source;

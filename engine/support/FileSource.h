@@ -3,6 +3,7 @@
 #pragma once
 
 #include "engine/support/ByteSource.h"
+#include "engine/support/Permissions.h"
 
 #include <ctime>
 #include <memory>
@@ -29,8 +30,8 @@ public:
     // long as the walk goes on. Who copies what was walked over has it read once.
     void keepWhatIsRead() { keeps = sizeBytes <= limits::keptBytes; }
 
-    // Read, write and execute permissions of owner, group and others.
-    mode_t permissions() const { return mode; }
+    // Who may do what with the file.
+    Permissions permissions() const { return Permissions::of(file, mode); }
 
     // Whether something that is there could not be read. Who goes on without it must not take the
     // file for a smaller one.

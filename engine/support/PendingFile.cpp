@@ -31,8 +31,9 @@ bool isUnsupportedCopy(int code)
 
 } // namespace
 
-PendingFile::PendingFile(int file, std::string temporaryPath)
+PendingFile::PendingFile(int file, std::string folder, std::string temporaryPath)
     : file(file)
+    , folder(std::move(folder))
     , temporaryPath(std::move(temporaryPath))
 {
 }
@@ -44,14 +45,14 @@ Result<std::unique_ptr<PendingFile>> PendingFile::create(const std::string& fold
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
     int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, ownerOnly);
     if (file >= 0)
-        return std::unique_ptr<PendingFile>(new PendingFile(file, {}));
+        return std::unique_ptr<PendingFile>(new PendingFile(file, folder, {}));
     // FAT, some network and some overlay file systems have only files with names.
     std::string path = folder + "/" + (name.empty() ? ".nullprint-" + randomUUID() : name);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): the system's own interface.
     file = ::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, ownerOnly);
     if (file < 0)
         return Error{"no file can be made in the folder"};
-    return std::unique_ptr<PendingFile>(new PendingFile(file, std::move(path)));
+    return std::unique_ptr<PendingFile>(new PendingFile(file, folder, std::move(path)));
 }
 
 PendingFile::~PendingFile()
@@ -153,20 +154,31 @@ Result<Done> PendingFile::overwrite(std::uint64_t offset, ByteSpan bytes)
     return Done{};
 }
 
-PendingFile::Outcome PendingFile::keep(const std::string& path, mode_t permissions)
+PendingFile::Outcome PendingFile::keep(const std::string& path, const Permissions& permissions)
 {
+    if (!takesGroupOf(FileURL::fromPath(path).folder()))
+        return keepCopy(path, permissions);
     const Outcome outcome = moveTo(path, permissions);
     return outcome == Outcome::failed && errno == EXDEV ? keepCopy(path, permissions) : outcome;
 }
 
-PendingFile::Outcome PendingFile::moveTo(const std::string& path, mode_t permissions)
+// What is made in such a folder gets its group from the system, whoever makes it.
+bool PendingFile::takesGroupOf(const std::string& place) const
 {
-    if (!flush().ok() || ::fchmod(file, permissions) != 0)
+    struct stat status {};
+    if (place == folder || ::stat(place.c_str(), &status) != 0 || (status.st_mode & S_ISGID) == 0)
+        return true;
+    return ::fchown(file, static_cast<uid_t>(-1), status.st_gid) == 0;
+}
+
+PendingFile::Outcome PendingFile::moveTo(const std::string& path, const Permissions& permissions)
+{
+    if (!flush().ok() || !permissions.giveTo(file))
         return Outcome::failed;
     return temporaryPath.empty() ? linkUnnamed(path) : renameTemporary(path);
 }
 
-PendingFile::Outcome PendingFile::keepCopy(const std::string& path, mode_t permissions)
+PendingFile::Outcome PendingFile::keepCopy(const std::string& path, const Permissions& permissions)
 {
     const auto content = FileSource::open("/proc/self/fd/" + std::to_string(file));
     const auto copy = create(FileURL::fromPath(path).folder());

@@ -3,10 +3,10 @@
 #pragma once
 
 #include "engine/support/ByteSink.h"
+#include "engine/support/Permissions.h"
 
 #include <memory>
 #include <string>
-#include <sys/types.h>
 
 namespace nullprint {
 
@@ -34,19 +34,22 @@ public:
     enum class Outcome { kept, nameTaken, failed };
 
     // Completes the file, gives it `permissions` and, in one step, the name `path`. Whatever has
-    // that name already stays as it is. To another file system the content is copied first.
-    Outcome keep(const std::string& path, mode_t permissions);
+    // that name already stays as it is. A folder that gives its group to what is made in it does so
+    // here, too. To another file system the content is copied first.
+    Outcome keep(const std::string& path, const Permissions& permissions);
 
 private:
-    PendingFile(int file, std::string temporaryPath);
+    PendingFile(int file, std::string folder, std::string temporaryPath);
     Result<Done> writeNow(ByteSpan bytes);
     Result<Done> copyThroughMemory(ByteSource& source, ByteRange range);
+    bool takesGroupOf(const std::string& place) const;
     Outcome linkUnnamed(const std::string& path);
     Outcome renameTemporary(const std::string& path);
-    Outcome moveTo(const std::string& path, mode_t permissions);
-    Outcome keepCopy(const std::string& path, mode_t permissions);
+    Outcome moveTo(const std::string& path, const Permissions& permissions);
+    Outcome keepCopy(const std::string& path, const Permissions& permissions);
 
     int file;
+    std::string folder;
     std::string temporaryPath; // Empty while the file has no name at all.
     Bytes gathered;
     bool copiesInKernel = true;
