@@ -37,9 +37,6 @@ public:
     // The part of exactly this name, or nullptr.
     const PackagePart* find(std::string_view name) const;
 
-    // Whether all parts together would unpack to more than they may, by what the archive announces.
-    bool isTooLarge() const;
-
     // Fails when any part has a problem or when all of them are too large. What the parts hold is
     // not looked at.
     Result<Done> check() const;
@@ -67,6 +64,9 @@ private:
         : archive(&archive)
     {
     }
+
+    // Whether all parts together would unpack to more than they may, by what the archive announces.
+    bool isTooLarge() const;
 
     ByteSource* archive;
     std::vector<PackagePart> contents;

@@ -1,6 +1,7 @@
 #include "cli/PackageAudit.h"
 
 #include "engine/image/Properties.h"
+#include "engine/support/Deflate.h"
 #include "engine/support/Limits.h"
 #include "tests/support/EXIFBuilder.h"
 #include "tests/support/Folder.h"
@@ -98,18 +99,34 @@ TEST(PackageAudit, listsPositionAndArtistOfPictures)
                         "m/1.JPEG: embedded image Artist=Bob"}));
 }
 
-TEST(PackageAudit, listsNothingOfADocumentThatIsTooLarge)
+TEST(PackageAudit, listsWhatThereIsRoomForOfADocumentThatIsTooLarge)
 {
+    constexpr std::size_t most = limits::unpackedBytes / limits::partBytes;
     ZIPBuilder archive;
-    archive.add(storedEntry("a.xml", "<dc:creator>Ann</dc:creator>"));
-    EXPECT_EQ(audited(archive), Findings{"a.xml: creator=Ann"});
-    for (const char* name : {"b.xml", "c.xml", "d.xml"}) {
-        ZIPEntry enormous = deflatedEntry(name, "");
-        enormous.packed = Bytes(1024UL * 1024);
-        enormous.size = 1000U * 1024 * 1024;
+    for (std::size_t number = 0; number <= most; ++number) {
+        ZIPEntry enormous =
+            deflatedEntry(std::to_string(number) + ".xml", "<dc:creator>Ann</dc:creator>");
+        enormous.packed = deflate(enormous.content, SIZE_MAX);
+        enormous.packed->resize(limits::partBytes / 1000); // So it could be that large.
+        enormous.size = limits::partBytes;
         archive.add(enormous);
     }
-    EXPECT_EQ(audited(archive), Findings{});
+    EXPECT_EQ(audited(archive).size(), most);
+}
+
+TEST(PackageAudit, listsWhatIsInTheBeginningOfALargePart)
+{
+    std::string large = "<dc:creator>Ann</dc:creator>";
+    large.resize(limits::partBytes - 1, ' ');
+    large += "\u00E4<Company>ACME</Company>";
+    EXPECT_EQ(audited("a.xml", large), Findings{"a.xml: creator=Ann"});
+}
+
+TEST(PackageAudit, listsWhatIsInAPartWithAWrongChecksum)
+{
+    ZIPEntry damaged = deflatedEntry("a.xml", "<dc:creator>Ann</dc:creator>");
+    damaged.checksum = 1;
+    EXPECT_EQ(audited(ZIPBuilder().add(damaged)), Findings{"a.xml: creator=Ann"});
 }
 
 TEST(PackageAudit, listsAsMuchAsThereIsRoomFor)
@@ -133,8 +150,8 @@ TEST(PackageAudit, passesOverWhatCannotBeRead)
     EXPECT_EQ(auditOfficePackage(folder.put("a.docx", "just text")), Findings{});
     EXPECT_EQ(audited(ZIPBuilder()), Findings{});
 
-    ZIPEntry damaged = deflatedEntry("a.xml", "<dc:creator>Ann</dc:creator>");
-    damaged.checksum = 1;
+    ZIPEntry damaged = deflatedEntry("a.xml", "");
+    damaged.packed = Bytes{0xFF, 0xFF};
     ZIPEntry encrypted = storedEntry("b.xml", "<dc:creator>Ann</dc:creator>");
     encrypted.flags = 1;
     EXPECT_EQ(audited(ZIPBuilder().add(damaged).add(encrypted).add(
