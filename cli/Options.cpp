@@ -4,10 +4,14 @@
 #include "cli/ResidueListing.h"
 #include "cli/SelfTest.h"
 #include "cli/Version.h"
+#include "engine/pdf/PDFDocument.h"
 #include "engine/reveal/ReportText.h"
+#include "engine/scrub/FileTypes.h"
 #include "engine/scrub/ScrubReport.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdio>
 
 namespace nullprint {
 namespace {
@@ -37,8 +41,21 @@ std::string entryFor(const std::string& typed, const Status& status)
     return "FAILED     " + typed + std::string(indent) + std::get<Failed>(status).message;
 }
 
+// An installation in pieces: the lines about a PDF would blame the document.
+void mentionWhatIsMissing(const Files& files)
+{
+    const auto isPDF = [](const std::string& file) {
+        return fileTypeOf(FileURL::fromPath(file)).kind == FileKind::pdf;
+    };
+    if (std::ranges::any_of(files, isPDF) && !pdf::canOpenDocuments())
+        std::fputs("Nullprint: this installation lacks nullprint-pdf, without which no PDF can be "
+                   "opened.\n",
+                   stderr);
+}
+
 int scrub(const Files& files)
 {
+    mentionWhatIsMissing(files);
     for (const std::string& file : files)
         printLine(entryFor(file, scrubFile(FileURL::fromPath(file)).status));
     return 0;
@@ -46,6 +63,7 @@ int scrub(const Files& files)
 
 int inspect(const Files& files)
 {
+    mentionWhatIsMissing(files);
     for (const std::string& file : files)
         listResidue(FileURL::fromPath(file));
     return 0;
@@ -53,6 +71,7 @@ int inspect(const Files& files)
 
 int reveal(const Files& files)
 {
+    mentionWhatIsMissing(files);
     for (const std::string& file : files)
         printLine(renderReportText(std::array{revealFile(FileURL::fromPath(file))}));
     return 0;

@@ -44,6 +44,8 @@ int main(int argc, char** argv)
 {
     // Whoever started this may have it ignored, and then no process tells how it ended.
     std::signal(SIGCHLD, SIG_DFL);
+    // A copy that is larger than a file may be is one that cannot be written, and not the end.
+    std::signal(SIGXFSZ, SIG_IGN);
     const std::span arguments(argv, static_cast<std::size_t>(argc));
     if (arguments.size() > 1) {
         const std::vector<std::string> files(arguments.begin() + 2, arguments.end());

@@ -129,6 +129,11 @@ Outcome runWorker(const std::string& task, int inputFile, int outputFile)
 
 } // namespace
 
+bool canOpenDocuments()
+{
+    return !workerPath().empty();
+}
+
 std::optional<DocumentFacts> factsOf(const FileSource& source)
 {
     const Descriptor answer(::memfd_create("nullprint", MFD_CLOEXEC));

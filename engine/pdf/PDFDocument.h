@@ -12,6 +12,9 @@
 
 namespace nullprint::pdf {
 
+// Whether the program that opens documents is where it belongs. Without it none can be opened.
+bool canOpenDocuments();
+
 // What the document tells; nothing when it cannot be opened.
 std::optional<DocumentFacts> factsOf(const FileSource& source);
 

@@ -5,11 +5,13 @@ Wants NULLPRINT, the program.
 """
 import os
 import pty
+import resource
 import shutil
 import subprocess
+import time
 import unittest
 
-from scratch import PROGRAM, SECONDS, ScratchTest
+from scratch import PDF_WORKER, PROGRAM, SECONDS, ScratchTest
 
 ARTIST = b"Ada\x1b]0;owned\x07\x7f\xc2\x9b\tTab"
 SHOWN = "Ada�]0;owned���\tTab".encode()
@@ -83,6 +85,38 @@ class Surroundings(ScratchTest):
     def test_an_empty_environment_is_enough(self):
         self.assertEqual(self.run_program("--selftest", env={}).returncode, 0)
         self.assertEqual(self.scrub("photo.jpg", env={}), "CLEANED")
+
+    def test_a_reader_that_is_slow_gets_everything(self):
+        files = ["plain.png"] * 3000
+        reading, writing = os.pipe()
+        os.set_blocking(writing, False)
+        run = subprocess.Popen([self.program, "--inspect", *files], cwd=self.folder, stdout=writing)
+        os.close(writing)
+        time.sleep(0.5)  # Meanwhile the pipe is full.
+        with open(reading, "rb") as pipe:
+            printed = pipe.read()
+        self.assertEqual(run.wait(timeout=SECONDS), 0)
+        self.assertEqual(printed, b"== plain.png ==\n  clean\n" * len(files))
+
+    def test_where_no_file_may_be_large_copies_cannot_be_written(self):
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (40, 40))
+        before = self.names()
+        run = self.run_program("--scrub", "photo.jpg", "plain.png", preexec_fn=limit)
+        self.assertEqual(run.returncode, 0)
+        self.assertEqual(run.stdout.decode(), "".join(
+            f"FAILED     {name}\n        Couldn’t write the cleaned image.\n"
+            for name in ("photo.jpg", "plain.png")))
+        self.assertEqual(self.names(), before)
+
+    def test_without_its_helper_it_says_that_it_can_open_no_document(self):
+        (self.root / PDF_WORKER).unlink()
+        for option in ("--scrub", "--inspect", "--reveal"):
+            run = subprocess.run([self.program, option, "plain.png", "none.PDF"], cwd=self.folder,
+                                 capture_output=True, check=True, timeout=SECONDS)
+            self.assertEqual(run.stderr.decode(), "Nullprint: this installation lacks nullprint-pdf, "
+                             "without which no PDF can be opened.\n")
+            self.assertEqual(self.run_program(option, "plain.png").returncode, 0)
 
     def test_a_temporary_folder_that_is_missing_is_made(self):
         missing = self.root / "missing" / "folder"
