@@ -1,5 +1,6 @@
 #include "engine/support/FileURL.h"
 
+#include <climits>
 #include <filesystem>
 #include <string_view>
 
@@ -38,8 +39,9 @@ FileURL FileURL::fromPath(const std::string& path)
     std::string absolute = path;
     if (!path.starts_with('/')) {
         std::error_code error; // The system knows a current folder also when it has no path.
-        const fs::path current = fs::current_path(error);
-        absolute = (error ? "/proc/self/cwd" : current.string()) + "/" + path;
+        absolute = (fs::current_path(error) / path).string();
+        if (error || absolute.size() >= PATH_MAX) // Too long to be opened by.
+            absolute = "/proc/self/cwd/" + path;
     }
     FileURL url(withoutIdleSteps(absolute));
     if (url.absolute.find("/..") == std::string::npos || url.lastPathComponent() == "..")

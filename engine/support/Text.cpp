@@ -227,6 +227,9 @@ Bytes utf16FromUTF8(std::string_view text, ByteOrder order)
     return out;
 }
 
+// The one capital letter whose small letter is two characters (Unicode, SpecialCasing.txt).
+constexpr char32_t dottedCapitalI = 0x130;
+
 std::string lowerCased(std::string_view text)
 {
     return rewritten(text, [](std::string& out, auto point, std::string_view raw) {
@@ -237,6 +240,10 @@ std::string lowerCased(std::string_view text)
             out += letter >= 'A' && letter <= 'Z' ? std::string(1, static_cast<char>(letter + 32))
                                                   : std::string(raw);
         } else {
+            if (point->value == dottedCapitalI) {
+                out += "i\u0307";
+                return;
+            }
             const auto lower = ::towlower_l(static_cast<wint_t>(point->value), unicodeLocale());
             appendUTF8(out, static_cast<char32_t>(lower));
         }

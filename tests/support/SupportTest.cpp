@@ -8,6 +8,7 @@
 #include "tests/support/Folder.h"
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -184,9 +185,10 @@ TEST(PendingFile, neverReplaces)
     const auto file = PendingFile::create(folder.url("").path());
     ASSERT_TRUE(file.ok());
     EXPECT_TRUE(file.value()->write(asBytes("second")).ok());
-    EXPECT_EQ(file.value()->keep(taken.path(), 0600), PendingFile::Outcome::nameTaken);
+    EXPECT_EQ(file.value()->keep(taken.path(), Permissions(0600)), PendingFile::Outcome::nameTaken);
     EXPECT_EQ(asText(fileBytes(taken.path())), "first");
-    EXPECT_EQ(file.value()->keep(folder.url("b").path(), 0600), PendingFile::Outcome::kept);
+    EXPECT_EQ(file.value()->keep(folder.url("b").path(), Permissions(0600)),
+              PendingFile::Outcome::kept);
     EXPECT_EQ(asText(fileBytes(folder.url("b").path())), "second");
 }
 
@@ -211,7 +213,7 @@ TEST(PendingFile, copiesShortAndLongRanges)
             append(expected, std::span(content).subspan(range.offset, range.length));
         }
         const FileURL copy = folder.url(isInMemory ? "b" : "c");
-        ASSERT_EQ(file.value()->keep(copy.path(), 0600), PendingFile::Outcome::kept);
+        ASSERT_EQ(file.value()->keep(copy.path(), Permissions(0600)), PendingFile::Outcome::kept);
         EXPECT_EQ(fileBytes(copy.path()), expected);
     }
 }
@@ -240,6 +242,24 @@ TEST(FileURL, staysInAFolderThatIsGone)
     const std::string path = FileURL::fromPath("a.jpg").path();
     std::filesystem::current_path(before);
     EXPECT_EQ(path, "/proc/self/cwd/a.jpg");
+}
+
+TEST(FileURL, canBeOpenedInADeepFolder)
+{
+    const auto before = std::filesystem::current_path();
+    const Folder folder;
+    std::filesystem::current_path(folder.url("").path());
+    constexpr std::size_t nameBytes = 250;
+    const std::string name(nameBytes, 'a');
+    for (std::size_t length = 0; length < PATH_MAX; length += nameBytes) {
+        std::filesystem::create_directory(name);
+        std::filesystem::current_path(name);
+    }
+    std::ofstream("a.jpg") << "here";
+    const auto file = FileSource::open(FileURL::fromPath("a.jpg").path());
+    std::filesystem::current_path(before);
+    ASSERT_TRUE(file.ok());
+    EXPECT_EQ(file.value()->size(), 4U);
 }
 
 TEST(FileURL, isAbsoluteAndTidy)
@@ -285,6 +305,7 @@ TEST(Text, decodesUTF16)
 TEST(Text, lowersEveryLetter)
 {
     EXPECT_EQ(lowerCased("JPG-ÄÖΣ"), "jpg-äöσ");
+    EXPECT_EQ(lowerCased("TİF"), "ti\u0307f");
     EXPECT_EQ(lowerCased("A\xFFZ"), "a\xFFz");
 }
 
