@@ -58,7 +58,7 @@ public:
 
     void readMain(std::uint64_t offset)
     {
-        const auto directory = ifds.readDirectory(offset);
+        const auto directory = ifds.readBeginning(offset);
         if (!directory.ok())
             return;
         for (const Field& field : directory.value().fields)
@@ -73,7 +73,7 @@ private:
         const auto offset = ifds.firstInteger(parent.find(tag));
         if (!offset)
             return;
-        const auto directory = ifds.readDirectory(*offset);
+        const auto directory = ifds.readBeginning(*offset);
         if (!directory.ok())
             return;
         for (const Field& field : directory.value().fields)

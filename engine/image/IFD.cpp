@@ -170,18 +170,28 @@ Result<Done> IFDReader::readField(ByteCursor& cursor, Directory& directory) cons
 
 Result<Directory> IFDReader::readDirectory(std::uint64_t offset) const
 {
+    const auto directory = readBeginning(offset);
+    if (directory.ok() && directory.value().isCut)
+        return Error{"directory longer than its file", offset};
+    return directory;
+}
+
+Result<Directory> IFDReader::readBeginning(std::uint64_t offset) const
+{
     if (offset == 0 || offset > source->size())
         return Error{"directory past the end", offset};
     ByteCursor cursor = cursorOver({offset, source->size() - offset});
     const std::uint64_t count = isBig() ? NP_TRY(cursor.u64()) : NP_TRY(cursor.u16());
     const std::uint64_t entryBytes = isBig() ? 20 : 12;
-    if (count > cursor.remaining() / entryBytes || count > limits::directoryFields)
-        return cursor.fail("directory longer than its file");
+    const std::uint64_t there = std::min(count, cursor.remaining() / entryBytes);
+    if (there > limits::directoryFields)
+        return cursor.fail("directory with too many fields");
     Directory directory;
-    for (std::uint64_t index = 0; index < count; ++index)
+    directory.isCut = there < count;
+    for (std::uint64_t index = 0; index < there; ++index)
         NP_TRY(readField(cursor, directory));
     // Exif directories that nothing follows are sometimes cut off before the offset of the next.
-    if (cursor.remaining() >= offsetBytes)
+    if (!directory.isCut && cursor.remaining() >= offsetBytes)
         directory.next = isBig() ? NP_TRY(cursor.u64()) : NP_TRY(cursor.u32());
     directory.place = {offset, cursor.position() - offset};
     return directory;

@@ -44,6 +44,7 @@ struct Directory {
     std::vector<std::uint16_t> cutTags; // Of fields left out since the source ends before them.
     std::uint64_t next = 0;             // Offset of the next directory, 0 for none.
     ByteRange place;                    // Count, entries and next offset.
+    bool isCut = false;                 // It announces more fields than the source has room for.
 
     const Field* find(std::uint16_t tag) const;
 };
@@ -59,6 +60,10 @@ public:
 
     // Fails when not even the directory's own bytes are there.
     Result<Directory> readDirectory(std::uint64_t offset) const;
+
+    // What there is of a directory that may be cut, as Exif's are when something was lost on the
+    // way.
+    Result<Directory> readBeginning(std::uint64_t offset) const;
 
     // The first value of an integer or offset field; nothing when there is none.
     std::optional<std::uint64_t> firstInteger(const Field* field) const;

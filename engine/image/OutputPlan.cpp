@@ -6,7 +6,7 @@ namespace nullprint::image {
 
 void OutputPlan::add(Piece piece)
 {
-    if (piece.range.length == 0)
+    if (piece.range.length == 0 || hasTooMany)
         return;
     total += piece.range.length;
     if (!pieces.empty()) {
@@ -16,7 +16,11 @@ void OutputPlan::add(Piece piece)
             return;
         }
     }
-    pieces.push_back(piece);
+    if (pieces.size() < limits::blocks) {
+        pieces.push_back(piece);
+    } else {
+        hasTooMany = true;
+    }
 }
 
 void OutputPlan::copy(ByteRange range)
@@ -27,7 +31,8 @@ void OutputPlan::copy(ByteRange range)
 void OutputPlan::write(ByteSpan fresh)
 {
     add({true, {freshBytes.size(), fresh.size()}});
-    nullprint::append(freshBytes, fresh);
+    if (!hasTooMany)
+        nullprint::append(freshBytes, fresh);
 }
 
 void OutputPlan::write(std::string_view fresh)
@@ -37,6 +42,9 @@ void OutputPlan::write(std::string_view fresh)
 
 void OutputPlan::append(const OutputPlan& part, std::uint64_t base)
 {
+    hasTooMany = hasTooMany || part.hasTooMany;
+    if (hasTooMany)
+        return;
     for (const Piece& piece : part.pieces) {
         const ByteRange& range = piece.range;
         if (piece.isFresh) {
@@ -63,11 +71,13 @@ void OutputPlan::rewrite(std::uint64_t place, ByteSpan fresh)
         }
         start += piece.range.length;
     }
-    assert(false);
+    assert(hasTooMany);
 }
 
 Result<Done> OutputPlan::writeTo(ByteSink& sink, ByteSource& source) const
 {
+    if (hasTooMany)
+        return Error{"a picture of too many pieces"};
     for (const Piece& piece : pieces) {
         if (piece.isFresh) {
             NP_TRY(sink.write(ByteSpan(freshBytes)

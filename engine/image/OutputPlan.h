@@ -24,6 +24,7 @@ public:
     // (the size field of a container, known only at the end).
     void rewrite(std::uint64_t place, ByteSpan fresh);
 
+    // Fails, before anything is written, on a plan of more pieces than limits::blocks.
     Result<Done> writeTo(ByteSink& sink, ByteSource& source) const;
 
 private:
@@ -37,6 +38,7 @@ private:
     std::vector<Piece> pieces;
     Bytes freshBytes;
     std::uint64_t total = 0;
+    bool hasTooMany = false; // Of which those past the limit are not there.
 };
 
 } // namespace nullprint::image

@@ -366,6 +366,12 @@ std::optional<std::uint32_t> profileSizeIn(ByteSpan stream)
     return profileBytes(ByteCursor(memory));
 }
 
+// Some programs name a profile by the file that it came from, and that lies in somebody's folder.
+bool isPath(std::string_view name)
+{
+    return name.find_first_of("/\\") != std::string_view::npos;
+}
+
 // A profile is packed anew only when something stands behind it, or behind its stream. Decoders
 // pass over one that is cut short.
 Result<Done> planProfile(ByteSource& source, const Chunk& chunk, OutputPlan& plan)
@@ -380,12 +386,17 @@ Result<Done> planProfile(ByteSource& source, const Chunk& chunk, OutputPlan& pla
     const Unpacked unpacked = unpack(profile->stream, std::size_t{*size} + 1);
     if (unpacked.content.size() < *size)
         return Done{};
-    if (unpacked.isWhole && unpacked.content.size() == *size) {
+    const bool isAlone = unpacked.isWhole && unpacked.content.size() == *size;
+    const bool isNamedByPath = isPath(asText(profile->name));
+    if (isAlone && !isNamedByPath) {
         plan.copy(chunk.whole);
         return Done{};
     }
-    Bytes fresh(profile->name.begin(), profile->name.end());
-    append(fresh, pack(ByteSpan(unpacked.content).first(*size)));
+    // With NUL and method.
+    constexpr std::string_view plainName("ICC profile\0\0", 13);
+    Bytes fresh;
+    append(fresh, isNamedByPath ? plainName : asText(profile->name));
+    append(fresh, isAlone ? profile->stream : pack(ByteSpan(unpacked.content).first(*size)));
     writeChunk(plan, "iCCP", fresh);
     return Done{};
 }

@@ -53,8 +53,9 @@ inline constexpr std::size_t directoryFields = 65535;
 // Bits of one sample. The widest known are complex numbers of twice 64.
 inline constexpr std::uint64_t sampleBits = 128;
 
-// Separate blocks or strips that a picture may consist of: more than any encoder writes (a 100 MB
-// PNG in 8 KiB chunks has 12,800), few enough that listing them stays small.
+// Separate blocks or strips that a picture, or pieces that its copy may consist of: more than any
+// encoder writes (a 100 MB PNG in 8 KiB chunks has 12,800), few enough that listing them stays
+// small.
 inline constexpr std::size_t blocks = 4UL * 1024 * 1024;
 
 // Items of one HEIF file, and boxes of its top level. A phone's photo has about 60 of the one, a

@@ -107,6 +107,21 @@ TEST(EXIF, leavesOutFieldsThatReachPastTheEnd)
     EXPECT_EQ(properties.text(Group::tiff, tag::software), "Darkroom");
 }
 
+TEST(EXIF, readsWhatThereIsOfADirectoryThatIsCut)
+{
+    Bytes structure = EXIFBuilder()
+                          .text(Group::tiff, tag::make, "ACM")
+                          .number(Group::tiff, tag::orientation, 6)
+                          .structure();
+    const std::size_t count = 9; // Its second byte.
+    for (const Byte announced : Bytes{3, 40, 255}) {
+        structure.at(count) = announced;
+        const Properties properties = read(structure);
+        EXPECT_EQ(properties.text(Group::tiff, tag::make), "ACM");
+        EXPECT_EQ(properties.number(Group::tiff, tag::orientation), 6);
+    }
+}
+
 TEST(EXIF, survivesEveryTruncation)
 {
     const Bytes whole = EXIFBuilder()

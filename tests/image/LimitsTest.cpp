@@ -1,4 +1,5 @@
 // Files that ask for a little more than may be asked, one for each bound.
+#include "engine/image/OutputPlan.h"
 #include "engine/support/FileSource.h"
 #include "tests/support/EXIFBuilder.h"
 #include "tests/support/Folder.h"
@@ -36,6 +37,31 @@ TEST(Limits, blocks)
         ASSERT_TRUE(blocks.add(BlockKind::pixels, {2 * place, 1}).ok());
     EXPECT_TRUE(blocks.add(BlockKind::pixels, {2 * limits::blocks - 1, 1}).ok()); // One goes on.
     EXPECT_FALSE(blocks.add(BlockKind::text, {2 * limits::blocks, 1}).ok());
+}
+
+TEST(Limits, piecesOfACopy)
+{
+    Bytes original(2 * limits::blocks + 1);
+    MemorySource source(original);
+    OutputPlan plan;
+    for (std::uint64_t place = 0; place < limits::blocks; ++place)
+        plan.copy({2 * place, 1});
+    OutputPlan whole;
+    whole.append(plan, 0);
+    MemorySink sink;
+    EXPECT_TRUE(whole.writeTo(sink, source).ok());
+    EXPECT_EQ(sink.content.size(), limits::blocks);
+    plan.copy({2 * limits::blocks, 1});
+    plan.write("more");
+    plan.rewrite(2 * limits::blocks + 2, asBytes("s"));
+    OutputPlan larger;
+    larger.append(plan, 0);
+    larger.write("more");
+    for (const OutputPlan* tooMany : {&plan, &larger}) {
+        MemorySink none;
+        EXPECT_FALSE(tooMany->writeTo(none, source).ok());
+        EXPECT_TRUE(none.content.empty());
+    }
 }
 
 // A page of so many rows of a byte, one in a strip; all strips are the same byte.

@@ -262,6 +262,16 @@ TEST(PNG, keepsTheNameOfAProfile)
     EXPECT_EQ(mustClean(longest), longest);
 }
 
+TEST(PNG, replacesAProfilesNameThatIsAPath)
+{
+    const std::string profile = std::string(1, 0) + deflated(sampleProfile(200));
+    for (const char* name : {R"(C:\Users\Jane Roe\monitor 4711.icm)", "/home/jane/a.icc"}) {
+        const Bytes plain = withProfile(keyed("ICC profile", profile));
+        EXPECT_EQ(mustClean(withProfile(keyed(name, profile))), plain);
+        EXPECT_EQ(mustClean(withProfile(keyed(name, profile + "behind"))), plain);
+    }
+}
+
 TEST(PNG, writesOneOrientationHoweverManyHeadersThereAre)
 {
     PNGBuilder png;
