@@ -39,6 +39,8 @@ public:
     QString string(const QString& key) const;
     std::optional<QDateTime> date(const QString& key) const;
     QVariantMap dictionary(const QString& key) const;
+    // Whether there is nothing, or something that can be read. What cannot holds none of the above.
+    bool isReadable() const { return values().has_value(); }
     // As it is; invalid when absent.
     QVariant value(const QString& key) const;
 

@@ -117,7 +117,7 @@ void Heartbeat::send()
     const QByteArray endpoint = obfuscated(settings.endpoint);
     if (endpoint.isEmpty() || !isUTF8(endpoint.toStdString()))
         return;
-    if (store.boolean(disableAnalyticsKey))
+    if (!store.isReadable() || store.boolean(disableAnalyticsKey))
         return;
     QUrl url(QString::fromUtf8(endpoint), QUrl::StrictMode);
     if (!mayAsk(url) || !isTime())
