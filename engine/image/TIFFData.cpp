@@ -66,7 +66,7 @@ struct TIFFData::Claim {
 Result<Done> TIFFData::claimPage(const TIFFPage& page, std::vector<Claim>& claims) const
 {
     if (page.coding == TIFFCoding::foreign)
-        return Error{"strips in a picture format of their own"};
+        return Error{"strips whose compression may carry metadata"};
     const std::optional<ByteRange> stream = streamOf(page);
     const auto claim = [&](ByteRange range, Taking taking) {
         const bool isPartOfStream = stream && contains(*stream, range);

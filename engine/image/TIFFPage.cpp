@@ -16,24 +16,35 @@ struct CompressionRow {
     TIFFCoding coding;
 };
 
-// TIFF 6.0, sections 3, 11, 13, 14 and 22, and the registered numbers above. A compression that is
-// not named here has data of nothing but samples.
+// TIFF 6.0, sections 3, 9 to 11, 13, 14 and 22, and the registered numbers above. A compression
+// that is not named here is foreign: picture formats of their own, JBIG with its comments, and what
+// nobody knows.
 constexpr std::array compressions{
     CompressionRow{1, TIFFCoding::plain},
+    CompressionRow{2, TIFFCoding::packed}, // CCITT's, for fax
+    CompressionRow{3, TIFFCoding::packed},
+    CompressionRow{4, TIFFCoding::packed},
+    CompressionRow{5, TIFFCoding::packed}, // LZW
     CompressionRow{6, TIFFCoding::oldJPEG},
     CompressionRow{7, TIFFCoding::jpeg},
+    CompressionRow{8, TIFFCoding::packed},     // Deflate
+    CompressionRow{32766, TIFFCoding::packed}, // NeXT's two bits
+    CompressionRow{32771, TIFFCoding::packed}, // CCITT's, rows in words
+    CompressionRow{32773, TIFFCoding::packed}, // PackBits
+    CompressionRow{32809, TIFFCoding::packed}, // ThunderScan's four bits
+    CompressionRow{32908, TIFFCoding::packed}, // Pixar's
+    CompressionRow{32909, TIFFCoding::packed},
+    CompressionRow{32946, TIFFCoding::packed}, // Deflate, before 8
     CompressionRow{33007, TIFFCoding::jpeg},
-    CompressionRow{34892, TIFFCoding::jpeg}, // Lossy JPEG of DNG
+    CompressionRow{34676, TIFFCoding::packed}, // SGI's LogL and LogLuv
+    CompressionRow{34677, TIFFCoding::packed},
+    CompressionRow{34887, TIFFCoding::packed}, // LERC
+    CompressionRow{34892, TIFFCoding::jpeg},   // Lossy JPEG of DNG
+    CompressionRow{34925, TIFFCoding::packed}, // LZMA
+    CompressionRow{34926, TIFFCoding::packed}, // Zstandard, before 50000
+    CompressionRow{34927, TIFFCoding::webp},   // WebP, before 50001
+    CompressionRow{50000, TIFFCoding::packed}, // Zstandard
     CompressionRow{50001, TIFFCoding::webp},
-    CompressionRow{22610, TIFFCoding::foreign}, // JPEG XR
-    CompressionRow{33003, TIFFCoding::foreign}, // JPEG 2000
-    CompressionRow{33004, TIFFCoding::foreign},
-    CompressionRow{33005, TIFFCoding::foreign},
-    CompressionRow{34712, TIFFCoding::foreign},
-    CompressionRow{34933, TIFFCoding::foreign}, // PNG
-    CompressionRow{34934, TIFFCoding::foreign}, // JPEG XR
-    CompressionRow{50002, TIFFCoding::foreign}, // JPEG XL
-    CompressionRow{52546, TIFFCoding::foreign},
 };
 
 constexpr std::uint64_t photometricPalette = 3;
@@ -103,7 +114,7 @@ private:
     static TIFFCoding codingOf(std::uint64_t compression)
     {
         const auto* row = std::ranges::find(compressions, compression, &CompressionRow::number);
-        return row != compressions.end() ? row->coding : TIFFCoding::packed;
+        return row != compressions.end() ? row->coding : TIFFCoding::foreign;
     }
 
     Error fail(const char* what) const { return {what, directory.place.offset}; }

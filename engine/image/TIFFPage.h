@@ -14,7 +14,7 @@ enum class TIFFCoding : std::uint8_t {
     jpeg,    // A JPEG stream each
     oldJPEG, // The same, or parts of one stream (TIFF 6.0, section 22)
     webp,    // A WebP file each
-    foreign, // A picture format that may carry metadata of its own
+    foreign, // Anything else, which may carry metadata of its own
 };
 
 // Offsets of tables, for old-style JPEG: JPEGQTables and its like.

@@ -3,6 +3,7 @@
 #include "tests/support/Pictures.h"
 #include "tests/support/ProfileBuilder.h"
 #include "tests/support/TIFFBuilder.h"
+#include "tests/support/WebPBuilder.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -529,10 +530,66 @@ TEST(TIFF, stripsThatAreNotWhatTheirCompressionSaysAreRefused)
     describe(noWebP, {{noWebP.data(samples)}, {64}, 50001});
     noWebP.page();
     EXPECT_EQ(refusal(noWebP.file), "strip that is not WebP");
-    TIFFBuilder foreign;
-    describe(foreign, {{foreign.data(samples)}, {64}, 34712});
-    foreign.page();
-    EXPECT_EQ(refusal(foreign.file), "strips in a picture format of their own");
+}
+
+// JPEG XR, JPEG 2000, JBIG, PNG, JPEG XL; linework whose tables do not survive; numbers of nobody.
+TEST(TIFF, compressionsThatMayCarryMetadataAreRefused)
+{
+    for (const std::uint16_t compression :
+         std::array<std::uint16_t, 9>{0, 9, 22610, 32896, 34661, 34712, 34933, 50002, 60000}) {
+        TIFFBuilder tiff;
+        describe(tiff, {{tiff.data(samples)}, {64}, compression});
+        tiff.page();
+        EXPECT_EQ(refusal(tiff.file), "strips whose compression may carry metadata") << compression;
+    }
+}
+
+TEST(TIFF, compressionsOfNothingButSamplesAreKept)
+{
+    for (const std::uint16_t compression : std::array<std::uint16_t, 18>{2,
+                                                                         3,
+                                                                         4,
+                                                                         5,
+                                                                         8,
+                                                                         32766,
+                                                                         32771,
+                                                                         32773,
+                                                                         32809,
+                                                                         32908,
+                                                                         32909,
+                                                                         32946,
+                                                                         34676,
+                                                                         34677,
+                                                                         34887,
+                                                                         34925,
+                                                                         34926,
+                                                                         50000}) {
+        TIFFBuilder tiff;
+        describe(tiff, {{tiff.data("packed")}, {6}, compression});
+        tiff.page();
+        expectPromises(tiff.file);
+        const Bytes copy = mustClean(tiff.file);
+        EXPECT_EQ(strip(copy, 0), "packed");
+        EXPECT_EQ(numbers(copy, 259), std::vector<std::uint64_t>{compression});
+    }
+}
+
+TEST(TIFF, metadataInsideWebPStripsGoes)
+{
+    using namespace webp;
+    const Bytes data = webp::file({canvas(exifFlag | xmpFlag),
+                                   lossy(),
+                                   chunk("EXIF", planted),
+                                   chunk("XMP ", "<x:xmpmeta>PLANTED</x:xmpmeta>")});
+    for (const std::uint16_t compression : std::array<std::uint16_t, 2>{34927, 50001}) {
+        TIFFBuilder tiff;
+        describe(tiff, {{tiff.data(data)}, {data.size()}, compression});
+        tiff.page();
+        expectPromises(tiff.file);
+        const Bytes copy = mustClean(tiff.file);
+        EXPECT_FALSE(holds(copy, planted));
+        EXPECT_EQ(strip(copy, 0), asText(webp::file({canvas(0), lossy()})));
+    }
 }
 
 // A segment that says it is longer than its strip: in a thumbnail's Exif there are pictures, too.
