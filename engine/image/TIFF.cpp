@@ -103,10 +103,7 @@ Result<std::vector<TIFFPage>> readPages(const IFDReader& reader, ByteSource& sou
                 return Error{"strips or tiles of no known size", directory.place.offset};
             return true;
         }
-        pages.push_back(NP_TRY(readTIFFPage(reader, source, directory)));
-        effort += pages.back().effort;
-        if (effort > limits::blocks)
-            return Error{"too many strips", directory.place.offset};
+        pages.push_back(NP_TRY(readTIFFPage(reader, source, directory, effort)));
         return true;
     };
     NP_TRY(walkDirectories(reader, source, visit));
@@ -142,11 +139,12 @@ public:
             claims.push_back({range, kind, rank});
     }
 
-    // The directory of a page, its values and, one after the other, the directories it leads to.
+    // The directory of a page, its values and, one after the other, the directories it leads to;
+    // none any more once those of all pages have turned out to overlap.
     void addPage(const Directory& directory)
     {
         addDirectory(directory, BlockKind::structure);
-        while (!pending.empty()) {
+        while (!pending.empty() && linkedBytes <= source.size()) {
             const auto [offset, kind] = pending.back();
             pending.pop_back();
             if (seen.size() == limits::directories || !seen.insert(offset).second)
@@ -156,7 +154,7 @@ public:
                 continue;
             linkedBytes += linked.value().place.length;
             if (linkedBytes > source.size())
-                return pending.clear(); // They overlap, so they are not what they are said to be.
+                return; // They overlap, so they are not what they are said to be.
             addDirectory(linked.value(), kind);
             if (kind == BlockKind::extraImage)
                 addExtraImage(linked.value());
@@ -199,10 +197,9 @@ private:
 
     void addExtraImage(const Directory& directory)
     {
-        const auto page = readTIFFPage(reader, source, directory);
-        if (!page.ok() || page.value().effort > limits::blocks - effort)
+        const auto page = readTIFFPage(reader, source, directory, effort);
+        if (!page.ok())
             return;
-        effort += page.value().effort;
         for (const ByteRange& data : page.value().data)
             add(BlockKind::extraImage, data, previewRank);
     }

@@ -64,6 +64,13 @@ struct Samples {
     bool isSeparate = false;
 };
 
+// The size of a strip or tile.
+struct Piece {
+    std::uint64_t columns = 0;
+    std::uint64_t rows = 0;
+    std::uint64_t depth = 1; // Of a tile
+};
+
 std::uint64_t quotientUp(std::uint64_t total, std::uint64_t part)
 {
     return total / part + (total % part != 0 ? 1 : 0);
@@ -72,10 +79,14 @@ std::uint64_t quotientUp(std::uint64_t total, std::uint64_t part)
 // Reads one directory.
 class PageReader {
 public:
-    PageReader(const IFDReader& reader, ByteSource& source, const Directory& directory)
+    PageReader(const IFDReader& reader,
+               ByteSource& source,
+               const Directory& directory,
+               std::uint64_t& effort)
         : reader(reader)
         , source(source)
         , directory(directory)
+        , effort(effort)
     {
     }
 
@@ -87,6 +98,7 @@ public:
         page.isPreview = directory.find(tag::dngVersion) != nullptr ||
                          (isReduced && directory.find(tag::subIFDs) != nullptr);
         NP_TRY(readSamples());
+        readPiece();
         const bool isRegular = samples.depth == 1 && samples.photometric != photometricYCbCr;
         if (page.coding == TIFFCoding::plain && !isRegular)
             page.coding = TIFFCoding::packed;
@@ -103,11 +115,19 @@ private:
         return reader.firstInteger(directory.find(tag));
     }
 
+    // Pages may share what they name, and one that fails has taken its time as well.
+    Result<Done> spend(std::uint64_t numbers)
+    {
+        const bool isTooMuch = numbers > limits::blocks - effort;
+        effort = isTooMuch ? limits::blocks : effort + numbers;
+        return isTooMuch ? Result<Done>(fail("too many strips")) : Result<Done>(Done{});
+    }
+
     Result<std::vector<std::uint64_t>> firstIntegers(Field field, std::uint64_t most)
     {
         field.count = std::min(field.count, most);
         field.value.length = field.count * sizeOfType(field.type);
-        page.effort += field.count;
+        NP_TRY(spend(field.count));
         return reader.integers(field, limits::blocks);
     }
 
@@ -147,13 +167,21 @@ private:
             return fail("page without a sample size");
         samples.bits = bits[0];
         samples.bitsOfPixel = 0;
-        for (std::uint64_t sample = 0; sample < samples.perPixel; ++sample) {
-            const std::uint64_t size = sample < bits.size() ? bits[sample] : bits[0];
+        for (const std::uint64_t size : bits) {
             if (size == 0 || size > limits::sampleBits)
                 return fail("page with an impossible sample size");
             samples.bitsOfPixel += size;
         }
+        samples.bitsOfPixel += (samples.perPixel - bits.size()) * bits[0];
         return Done{};
+    }
+
+    void readPiece()
+    {
+        piece.columns = page.isTiled ? number(tag::tileWidth).value_or(0) : samples.width;
+        piece.rows = page.isTiled ? number(tag::tileLength).value_or(0)
+                                  : number(tag::rowsPerStrip).value_or(largestSide);
+        piece.depth = number(tag::tileDepth).value_or(1);
     }
 
     bool isUsed(const TagRow& row) const
@@ -262,21 +290,17 @@ private:
     {
         const std::uint64_t planes = samples.isSeparate ? samples.perPixel : 1;
         if (!page.isTiled) {
-            const std::uint64_t rows = number(tag::rowsPerStrip).value_or(largestSide);
-            if (rows == 0)
+            if (piece.rows == 0)
                 return fail("strips without rows");
-            return quotientUp(samples.length, rows) * planes;
+            return quotientUp(samples.length, piece.rows) * planes;
         }
-        const std::uint64_t width = number(tag::tileWidth).value_or(0);
-        const std::uint64_t length = number(tag::tileLength).value_or(0);
-        const std::uint64_t depth = number(tag::tileDepth).value_or(1);
-        if (width == 0 || length == 0 || depth == 0)
+        if (piece.columns == 0 || piece.rows == 0 || piece.depth == 0)
             return fail("tiles without a size");
-        const std::uint64_t across = quotientUp(samples.width, width);
-        const std::uint64_t down = quotientUp(samples.length, length);
+        const std::uint64_t across = quotientUp(samples.width, piece.columns);
+        const std::uint64_t down = quotientUp(samples.length, piece.rows);
         if (across > limits::blocks || down > limits::blocks)
             return fail("too many tiles");
-        const std::uint64_t layers = quotientUp(samples.depth, depth) * planes;
+        const std::uint64_t layers = quotientUp(samples.depth, piece.depth) * planes;
         if (across * down > limits::blocks || layers > limits::blocks)
             return fail("too many tiles");
         return across * down * layers;
@@ -288,18 +312,14 @@ private:
         if (page.coding != TIFFCoding::plain)
             return std::nullopt;
         const std::uint64_t bits = samples.isSeparate ? samples.bits : samples.bitsOfPixel;
-        std::uint64_t columns = samples.width;
-        std::uint64_t rows = number(tag::rowsPerStrip).value_or(largestSide);
-        if (page.isTiled) {
-            columns = number(tag::tileWidth).value_or(0);
-            rows = number(tag::tileLength).value_or(0);
-        } else {
+        std::uint64_t rows = piece.rows;
+        if (!page.isTiled) {
             const std::uint64_t before = index % quotientUp(samples.length, rows) * rows;
             rows = std::min(rows, samples.length - before);
         }
-        if (columns > largestSide || rows > largestSide)
+        if (piece.columns > largestSide || rows > largestSide)
             return std::nullopt;
-        const std::uint64_t rowBytes = quotientUp(columns * bits, 8);
+        const std::uint64_t rowBytes = quotientUp(piece.columns * bits, 8);
         return rows <= source.size() / rowBytes ? rows * rowBytes : source.size() + 1;
     }
 
@@ -375,17 +395,29 @@ private:
         return readTables(tag::jpegACTables);
     }
 
+    // Of all streams together so much is walked over as the file has twice.
+    Result<Done> spendWalk(std::uint64_t bytes)
+    {
+        const std::uint64_t bytesPerNumber = source.size() / (limits::blocks / 2) + 1;
+        return spend(bytes / bytesPerNumber);
+    }
+
     // A stream of unknown length ends with its end mark, or cannot be told from what follows it.
     Result<ByteRange> wholeStream(ByteRange rest)
     {
+        NP_TRY(spend(1)); // Nothing is walked over any more when too much has been.
         PartSource part(source, rest);
-        const Blocks blocks = NP_TRY(splitJPEGStream(part));
+        const auto blocks = splitJPEGStream(part);
+        if (!blocks.ok()) {
+            NP_TRY(spendWalk(rest.length));
+            return blocks.error();
+        }
         std::uint64_t end = 0;
-        for (const Block& block : blocks)
+        for (const Block& block : blocks.value())
             end = block.kind == BlockKind::trailer ? end : block.range.end();
+        NP_TRY(spendWalk(end));
         if (end < 2 || !ByteCursor(source, {rest.offset + end - 2, 2}).startsWith("\xFF\xD9"))
             return Error{"JPEG stream without an end", rest.offset};
-        page.effort += end / 1024;
         return ByteRange{rest.offset, end};
     }
 
@@ -421,7 +453,9 @@ private:
     const IFDReader& reader;
     ByteSource& source;
     const Directory& directory;
+    std::uint64_t& effort;
     Samples samples;
+    Piece piece;
     TIFFPage page;
 };
 
@@ -461,10 +495,12 @@ walkDirectories(const IFDReader& reader, ByteSource& source, const VisitDirector
     return Done{};
 }
 
-Result<TIFFPage>
-readTIFFPage(const IFDReader& reader, ByteSource& source, const Directory& directory)
+Result<TIFFPage> readTIFFPage(const IFDReader& reader,
+                              ByteSource& source,
+                              const Directory& directory,
+                              std::uint64_t& effort)
 {
-    return PageReader(reader, source, directory).read();
+    return PageReader(reader, source, directory, effort).read();
 }
 
 } // namespace nullprint::image

@@ -31,7 +31,6 @@ struct TIFFPage {
     std::vector<ByteRange> data;         // Strips or tiles. Without length where there is none.
     std::optional<ByteRange> jpegStream; // JPEGInterchangeFormat
     std::vector<TIFFTables> tables;
-    std::uint64_t effort = 0; // What it took to read the page, in numbers read.
 };
 
 bool hasStripsOrTiles(const Directory& directory);
@@ -39,9 +38,12 @@ bool hasStripsOrTiles(const Directory& directory);
 // Whether the directory describes a picture that a viewer shows as a page.
 bool describesPicture(const IFDReader& reader, const Directory& directory);
 
-// Fails on a page that is damaged, or not described plainly enough to be carried over.
-Result<TIFFPage>
-readTIFFPage(const IFDReader& reader, ByteSource& source, const Directory& directory);
+// Fails on a page that is damaged, or not described plainly enough to be carried over. `effort` is
+// how many numbers have been read for all pages; it grows with each, and never past limits::blocks.
+Result<TIFFPage> readTIFFPage(const IFDReader& reader,
+                              ByteSource& source,
+                              const Directory& directory,
+                              std::uint64_t& effort);
 
 // Calls `visit` for each directory of the main chain, until it answers false. Fails on a chain that
 // comes back to itself, is too long, or has directories that overlap.

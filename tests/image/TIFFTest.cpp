@@ -812,6 +812,71 @@ TEST(TIFF, announcedSizesAllocateNothing)
     EXPECT_EQ(refusal(tiled.file), "too many tiles");
 }
 
+// What one number of a file allows times what another does would take minutes in each of these.
+TEST(TIFF, manyFieldsAreNotSearchedForEachOfManyTiles)
+{
+    constexpr std::size_t tiles = 2'000'000;
+    TIFFBuilder tiff;
+    tiff.data("1");
+    for (int field = 0; field < 65000; ++field)
+        tiff.opaque(1000, {}, 1);
+    tiff.longs(256, {tiles}).longs(257, {1}).shorts(258, {8}).shorts(322, {1}).shorts(323, {1});
+    tiff.opaque(324, Bytes(tiles, 8), 1).opaque(325, Bytes(tiles, 1), 1);
+    tiff.page();
+    EXPECT_EQ(numbers(mustClean(tiff.file), 256), std::vector<std::uint64_t>{tiles});
+}
+
+TEST(TIFF, previewsThatFailAreNotReadWithoutEnd)
+{
+    constexpr std::uint64_t strips = 1'000'000;
+    TIFFBuilder tiff;
+    Bytes pointer;
+    append32(pointer, static_cast<std::uint32_t>(tiff.data(Bytes(strips, 8))), ByteOrder::little);
+    std::vector<std::uint64_t> previews;
+    for (int preview = 0; preview < 30000; ++preview) {
+        tiff.shorts(256, {8}).longs(257, {strips}).shorts(259, {5}).field(273, 1, strips, pointer);
+        tiff.shorts(278, {1});
+        previews.push_back(tiff.directory());
+    }
+    describe(tiff, {{tiff.data("packed")}, {6}, 5});
+    tiff.longs(330, previews);
+    tiff.page();
+    EXPECT_EQ(strip(mustClean(tiff.file), 0), "packed");
+}
+
+// Each segment of the stream has four bytes; there is no end.
+TEST(TIFF, streamsOfPreviewsAreNotWalkedOverWithoutEnd)
+{
+    TIFFBuilder tiff;
+    std::string stream = jpegSOI;
+    for (int segment = 0; segment < 250'000; ++segment)
+        stream.append("\xFF\xE0\0\x02\xFF\xDB\0\x02"sv);
+    const std::uint64_t place = tiff.data(stream);
+    std::vector<std::uint64_t> previews;
+    for (int preview = 0; preview < 1000; ++preview) {
+        tiff.shorts(256, {8}).shorts(257, {8}).shorts(259, {6}).longs(513, {place});
+        previews.push_back(tiff.directory());
+    }
+    describe(tiff, {{tiff.data("packed")}, {6}, 5});
+    tiff.longs(330, previews);
+    tiff.page();
+    EXPECT_EQ(strip(mustClean(tiff.file), 0), "packed");
+}
+
+// At every byte of the block a directory of 65,535 fields begins, and each page leads to another.
+TEST(TIFF, directoriesThatOverlapAreNotReadForEveryPage)
+{
+    TIFFBuilder tiff;
+    describe(tiff, {{tiff.data("packed")}, {6}, 5});
+    tiff.page();
+    const std::uint64_t block = tiff.data(Bytes(900'000, 0xFF));
+    for (std::uint64_t page = 0; page < 60000; ++page) {
+        tiff.longs(330, {block + page});
+        tiff.page();
+    }
+    EXPECT_EQ(strip(mustClean(tiff.file), 0), "packed");
+}
+
 TEST(TIFF, blocksAreNamedForWhatTheyAre)
 {
     const Bytes file = loadedTIFF(ByteOrder::little, false);
