@@ -47,6 +47,7 @@ constexpr std::array compressions{
     CompressionRow{50001, TIFFCoding::webp},
 };
 
+constexpr std::uint64_t photometricRGB = 2;
 constexpr std::uint64_t photometricPalette = 3;
 constexpr std::uint64_t photometricYCbCr = 6;
 constexpr std::uint64_t planarSeparate = 2;
@@ -158,6 +159,10 @@ private:
     Result<Done> readBits()
     {
         const Field* field = directory.find(tag::bitsPerSample);
+        const bool isSeveral =
+            samples.photometric == photometricRGB || (field != nullptr && field->count > 1);
+        if (isSeveral && !number(tag::samplesPerPixel))
+            return fail("page without a number of samples");
         if (field == nullptr) {
             samples.bitsOfPixel = samples.perPixel;
             return Done{};

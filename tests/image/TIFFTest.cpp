@@ -376,6 +376,20 @@ TEST(TIFF, textWhereTheCompressionBelongsIsRefused)
     EXPECT_EQ(refusal(tiff.file), "field that cannot be what its tag says");
 }
 
+TEST(TIFF, pagesThatDoNotTellHowManySamplesAPixelHasAreRefused)
+{
+    TIFFBuilder several;
+    several.shorts(256, {8}).shorts(257, {2}).shorts(258, {8, 8, 8}).shorts(262, {1});
+    several.longs(273, {several.data(samples)}).longs(279, {48});
+    several.page();
+    EXPECT_EQ(refusal(several.file), "page without a number of samples");
+    TIFFBuilder coloured;
+    coloured.shorts(256, {8}).shorts(257, {2}).shorts(258, {8}).shorts(262, {2});
+    coloured.longs(273, {coloured.data(samples)}).longs(279, {48});
+    coloured.page();
+    EXPECT_EQ(refusal(coloured.file), "page without a number of samples");
+}
+
 TEST(TIFF, ofTwoFieldsWithOneTagTheFirstCountsAndFieldsAreSorted)
 {
     TIFFBuilder tiff;
