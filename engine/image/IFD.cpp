@@ -41,7 +41,7 @@ Result<std::uint64_t> unsignedFrom(std::int64_t value, const ByteCursor& cursor)
     return static_cast<std::uint64_t>(value);
 }
 
-// Some writers give offsets a signed type, and readers follow them.
+// Some writers give sizes and offsets a signed type, and readers follow them.
 Result<std::uint64_t> readInteger(ByteCursor& cursor, FieldType type)
 {
     switch (type) {
@@ -55,6 +55,10 @@ Result<std::uint64_t> readInteger(ByteCursor& cursor, FieldType type)
     case FieldType::unsigned64:
     case FieldType::ifd64:
         return cursor.u64();
+    case FieldType::signedByte:
+        return unsignedFrom(static_cast<std::int8_t>(NP_TRY(cursor.u8())), cursor);
+    case FieldType::signed16:
+        return unsignedFrom(static_cast<std::int16_t>(NP_TRY(cursor.u16())), cursor);
     case FieldType::signed32:
         return unsignedFrom(static_cast<std::int32_t>(NP_TRY(cursor.u32())), cursor);
     case FieldType::signed64:

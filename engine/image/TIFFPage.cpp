@@ -197,10 +197,14 @@ private:
         return row.use == Use::always || isOld;
     }
 
-    bool isVital(const TagRow& row) const
+    bool isVital(const TagRow& row, const Field& field) const
     {
-        const bool isPalette = samples.photometric == photometricPalette;
-        return row.isVital || (row.kind == BlockKind::palette && isPalette);
+        if (row.kind == BlockKind::palette)
+            return samples.photometric == photometricPalette;
+        if (row.tag == tag::subSampling)
+            return samples.photometric == photometricYCbCr;
+        // An empty field is as good as none, but where it should say how samples are laid out.
+        return row.isVital && (field.count != 0 || row.kind == BlockKind::structure);
     }
 
     std::uint64_t profileLength(const Field& field) const
@@ -242,24 +246,42 @@ private:
         return 0;
     }
 
+    static bool isSigned(FieldType type)
+    {
+        return type == FieldType::signedByte || type == FieldType::signed16 ||
+               type == FieldType::signed32 || type == FieldType::signed64;
+    }
+
     static bool hasForm(FieldType type, Form form)
     {
         const bool isInteger = type == FieldType::byte || type == FieldType::unsigned16 ||
-                               type == FieldType::unsigned32 || type == FieldType::unsigned64;
+                               type == FieldType::unsigned32 || type == FieldType::unsigned64 ||
+                               isSigned(type);
         switch (form) {
         case Form::none:
             return false;
         case Form::integers:
             return isInteger;
         case Form::numbers:
-            return isInteger || type == FieldType::signed16 || type == FieldType::signed32 ||
-                   type == FieldType::signed64 || type == FieldType::signedByte ||
-                   type == FieldType::rational || type == FieldType::signedRational ||
+            return isInteger || type == FieldType::rational || type == FieldType::signedRational ||
                    type == FieldType::float32 || type == FieldType::float64;
         case Form::opaque:
             return type == FieldType::undefined || type == FieldType::byte;
         }
         return false;
+    }
+
+    // As much of a field as a copy has; without values where it has nothing of it.
+    Result<Field> keptOf(const TagRow& row, Field field)
+    {
+        field.count = hasForm(field.type, row.form) ? keptCount(row, field) : 0;
+        field.value.length = field.count * sizeOfType(field.type);
+        if (row.form != Form::integers || !isSigned(field.type))
+            return field;
+        NP_TRY(spend(field.count));
+        if (!reader.integers(field, limits::blocks).ok())
+            field.count = 0; // Some are negative.
+        return field;
     }
 
     // Of fields with one tag the first counts, as it does for decoders.
@@ -277,12 +299,10 @@ private:
                                   seen.insert(field.tag).second;
             if (!isWanted)
                 continue;
-            Field kept = field;
-            kept.count = hasForm(field.type, row->form) ? keptCount(*row, field) : 0;
-            kept.value.length = kept.count * sizeOfType(field.type);
+            const Field kept = NP_TRY(keptOf(*row, field));
             if (kept.count != 0) {
                 page.fields.push_back(kept);
-            } else if (isVital(*row)) {
+            } else if (isVital(*row, field)) {
                 return fail("field that cannot be what its tag says");
             }
         }

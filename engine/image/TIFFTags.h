@@ -30,6 +30,7 @@ inline constexpr std::uint16_t jpegStreamLength = 514;
 inline constexpr std::uint16_t jpegQTables = 519;
 inline constexpr std::uint16_t jpegDCTables = 520;
 inline constexpr std::uint16_t jpegACTables = 521;
+inline constexpr std::uint16_t subSampling = 530;
 inline constexpr std::uint16_t imageDepth = 32997;
 inline constexpr std::uint16_t tileDepth = 32998;
 inline constexpr std::uint16_t iptc = 33723;
@@ -41,7 +42,7 @@ inline constexpr std::uint16_t dngVersion = 50706;
 // The types that a kept field may have, so that none can hold text.
 enum class Form : std::uint8_t {
     none,     // The field is not taken over as it is.
-    integers, // Unsigned
+    integers, // None of them negative
     numbers,  // Of any kind
     opaque,   // Bytes with a structure of their own
 };

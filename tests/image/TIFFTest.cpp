@@ -390,6 +390,62 @@ TEST(TIFF, pagesThatDoNotTellHowManySamplesAPixelHasAreRefused)
     EXPECT_EQ(refusal(coloured.file), "page without a number of samples");
 }
 
+TEST(TIFF, numbersOfSignedTypesAreKept)
+{
+    TIFFBuilder tiff;
+    const std::uint64_t place = tiff.data(samples);
+    tiff.longs(256, {8}, 9).longs(257, {8}, 9).field(258, 8, 1, Bytes{8, 0}).longs(273, {place}, 9);
+    tiff.field(274, 6, 1, Bytes{6}).longs(279, {64}, 9).longs(297, {0xFFFFFFFF, 1}, 9);
+    tiff.page();
+    expectPromises(tiff.file);
+    const Bytes copy = mustClean(tiff.file);
+    EXPECT_EQ(strip(copy, 0), samples);
+    EXPECT_EQ(numbers(copy, 256), std::vector<std::uint64_t>{8});
+    EXPECT_EQ(numbers(copy, 258), std::vector<std::uint64_t>{8});
+    EXPECT_EQ(turnedOrientationOf(copy), 6);
+    EXPECT_FALSE(hasField(copy, 297)); // One of its numbers is negative.
+    TIFFBuilder negative;
+    describe(negative, {{negative.data(samples)}, {64}});
+    negative.longs(266, {0xFFFFFFFF}, 9);
+    negative.page();
+    EXPECT_EQ(refusal(negative.file), "field that cannot be what its tag says");
+}
+
+TEST(TIFF, emptyFieldsGoUnlessTheyShouldLayOutTheSamples)
+{
+    TIFFBuilder tiff;
+    describe(tiff, {{tiff.data(samples)}, {64}});
+    tiff.shorts(338, {}).shorts(317, {});
+    tiff.page();
+    expectPromises(tiff.file);
+    const Bytes copy = mustClean(tiff.file);
+    EXPECT_EQ(strip(copy, 0), samples);
+    EXPECT_FALSE(hasField(copy, 338));
+    EXPECT_FALSE(hasField(copy, 317));
+    TIFFBuilder uncertain;
+    const std::uint64_t place = uncertain.data(samples);
+    uncertain.shorts(256, {8}).shorts(257, {8}).shorts(258, {8}).shorts(259, {});
+    uncertain.longs(273, {place}).longs(279, {64});
+    uncertain.page();
+    EXPECT_EQ(refusal(uncertain.file), "field that cannot be what its tag says");
+}
+
+TEST(TIFF, subsamplingMattersToYCbCrAlone)
+{
+    TIFFBuilder grey;
+    describe(grey, {{grey.data(samples)}, {64}});
+    grey.shorts(530, {1});
+    grey.page();
+    expectPromises(grey.file);
+    EXPECT_FALSE(hasField(mustClean(grey.file), 530));
+    TIFFBuilder subsampled;
+    subsampled.shorts(256, {8}).shorts(257, {2}).shorts(258, {8, 8, 8}).shorts(262, {6});
+    subsampled.longs(273, {subsampled.data(samples)}).shorts(277, {3}).longs(279, {48});
+    subsampled.shorts(530, {1});
+    subsampled.page();
+    EXPECT_EQ(refusal(subsampled.file), "field that cannot be what its tag says");
+}
+
 TEST(TIFF, ofTwoFieldsWithOneTagTheFirstCountsAndFieldsAreSorted)
 {
     TIFFBuilder tiff;
