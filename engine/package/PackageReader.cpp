@@ -140,7 +140,11 @@ Result<PackageReader> PackageReader::open(ByteSource& archive)
 
 const PackagePart* PackageReader::find(std::string_view name) const
 {
-    const auto found = std::ranges::find(contents, name, &PackagePart::name);
+    auto found = std::ranges::find(contents, name, &PackagePart::name);
+    if (found == contents.end())
+        found = std::ranges::find(contents, lowerCased(name), [](const PackagePart& part) {
+            return lowerCased(part.name);
+        });
     return found == contents.end() ? nullptr : &*found;
 }
 

@@ -34,7 +34,8 @@ public:
 
     // In the archive's order. Of parts with one name only the last is there.
     std::span<const PackagePart> parts() const { return contents; }
-    // The part of exactly this name, or nullptr.
+    // The part of exactly this name, or else of one that is it but for the case of ASCII letters,
+    // which names no other part (ECMA-376 part 2, 6.2.2.3); or nullptr.
     const PackagePart* find(std::string_view name) const;
 
     // Fails when any part has a problem or when all of them are too large. What the parts hold is

@@ -208,7 +208,18 @@ TEST(OfficeInspector, showsSixCustomProperties)
         custom += "<vt:lpwstr>" + std::string(value) + "</vt:lpwstr><vt:i4>9</vt:i4>";
     EXPECT_EQ(revealed({{"docProps/custom.xml", custom}}),
               Lines{"🗃 Custom properties: a, b, b, d, e, f"});
-    EXPECT_EQ(revealed({{"docProps/Custom.xml", custom}, {"custom.xml", custom}}), Lines{});
+    EXPECT_EQ(revealed({{"custom.xml", custom}}), Lines{});
+}
+
+TEST(OfficeInspector, findsPartsWhateverTheCaseOfTheirNames)
+{
+    const auto creator = [](const std::string& name) {
+        return "<dc:creator>" + name + "</dc:creator>";
+    };
+    EXPECT_EQ(revealed({{"DocProps/Core.XML", creator("Ann")}}), Lines{"👤 Author: Ann"});
+    EXPECT_EQ(
+        revealed({{"docprops/core.xml", creator("Bob")}, {"docProps/core.xml", creator("Ann")}}),
+        Lines{"👤 Author: Ann"});
 }
 
 TEST(OfficeInspector, countsPicturesWithAPosition)
