@@ -267,6 +267,40 @@ TEST(OfficeInspector, saysWhenADocumentCannotBeOpened)
     }
 }
 
+TEST(OfficeInspector, saysSoWhenOnlyAPictureIsDamaged)
+{
+    const auto whole = [](const std::string& picture) {
+        return revealed(ZIPBuilder().add(storedEntry("word/media/image1.jpg", picture)).build());
+    };
+    const auto damaged = [](const std::string& picture) {
+        ZIPEntry entry = storedEntry("word/media/image1.jpg", picture);
+        entry.checksum = 1;
+        return revealed(ZIPBuilder().add(entry).build());
+    };
+    std::string picture = photo(false);
+    EXPECT_EQ(whole(picture), Lines{});
+    EXPECT_EQ(damaged(picture), unopened);
+    picture.resize(limits::verifiedPictureBytes, 'x');
+    EXPECT_EQ(damaged(picture), unopened);
+    // Of one that can be read, no more is looked at.
+    EXPECT_EQ(damaged(picture + "x"), Lines{});
+    const std::string none(limits::verifiedPictureBytes + 1, 'x');
+    EXPECT_EQ(whole(none), Lines{});
+    EXPECT_EQ(damaged(none), unopened);
+}
+
+TEST(OfficeInspector, saysSoWhenAPictureCannotBeUnpacked)
+{
+    const std::string name = "word/media/image1.jpg";
+    std::string picture = photo(true);
+    picture.resize(limits::verifiedPictureBytes + 1, 'x');
+    Bytes archive = ZIPBuilder().add(deflatedEntry(name, picture)).build();
+    EXPECT_EQ(revealed(archive).size(), 1U);
+    constexpr std::size_t headerBytes = 30;
+    std::ranges::fill(std::span(archive).subspan(headerBytes + name.size() + 8, 8), Byte{0xFF});
+    EXPECT_EQ(revealed(archive), unopened);
+}
+
 TEST(Captures, leaveOutWhatIsEmpty)
 {
     const TextPattern value({"<v>([^<]*)</v>", "<v>"});
