@@ -5,7 +5,8 @@
 
 #include <algorithm>
 #include <re2/re2.h>
-#include <unistd.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 
 namespace nullprint {
 namespace {
@@ -26,45 +27,84 @@ struct Blanking {
 
 constexpr std::array blankings{Blanking{referencePattern, 0}, Blanking{streamPattern, 1}};
 
-// Where the next difference is; the end when there is none.
-std::size_t nextChange(ByteSpan before, ByteSpan after, std::size_t from)
+// A file that nobody else can shorten, in no memory of its own: copies may be of any length.
+class Mapping {
+public:
+    explicit Mapping(int file)
+    {
+        struct stat status {};
+        if (::fstat(file, &status) != 0)
+            return;
+        length = static_cast<std::size_t>(status.st_size);
+        address = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file, 0);
+    }
+    Mapping(const Mapping&) = delete;
+    Mapping& operator=(const Mapping&) = delete;
+    ~Mapping()
+    {
+        if (address != MAP_FAILED)
+            ::munmap(address, length);
+    }
+
+    // Empty when the file cannot be read. It may change as the file does.
+    std::string_view text() const
+    {
+        return address == MAP_FAILED ? std::string_view()
+                                     : std::string_view(static_cast<const char*>(address), length);
+    }
+
+private:
+    void* address = MAP_FAILED;
+    std::size_t length = 0;
+};
+
+// Calls `take` with the range of the group in each match, from the first to the last.
+template <typename Take>
+void forMatches(std::string_view text, const std::string& pattern, int group, Take take)
 {
-    const auto change = std::ranges::mismatch(before.subspan(from), after.subspan(from)).in1;
-    return static_cast<std::size_t>(change - before.begin());
+    re2::RE2::Options options;
+    options.set_encoding(re2::RE2::Options::EncodingLatin1);
+    options.set_dot_nl(true);
+    options.set_log_errors(false);
+    const re2::RE2 expression(pattern, options);
+    if (!expression.ok() || group < 0 || group > expression.NumberOfCapturingGroups())
+        return;
+    std::vector<re2::StringPiece> groups(static_cast<std::size_t>(group) + 1);
+    const auto offsetOf = [text](const re2::StringPiece& piece) {
+        return static_cast<std::size_t>(piece.data() - text.data());
+    };
+    std::size_t from = 0;
+    while (
+        from <= text.size() &&
+        expression.Match(text, from, text.size(), re2::RE2::UNANCHORED, groups.data(), group + 1)) {
+        const re2::StringPiece& hit = groups.back();
+        const std::size_t end = offsetOf(groups.front()) + groups.front().size();
+        from = groups.front().empty() ? end + 1 : end;
+        if (hit.data() != nullptr && !hit.empty())
+            take(ByteRange{offsetOf(hit), hit.size()});
+    }
 }
 
-// Writes the stretches that differ, with the little that lies between some.
-void overwriteChanges(PendingFile& file, ByteSpan before, ByteSpan after)
+void blank(PendingFile& file, ByteRange range)
 {
-    constexpr std::size_t gap = 4096;
-    std::size_t next = nextChange(before, after, 0);
-    while (next < before.size()) {
-        const std::size_t start = next;
-        std::size_t end = start;
-        while (next < before.size() && next - end < gap) {
-            end = next + 1;
-            next = nextChange(before, after, end);
-        }
-        if (!file.overwrite(start, after.subspan(start, end - start)).ok())
+    const Bytes spaces(std::min<std::uint64_t>(range.length, limits::windowBytes), ' ');
+    while (range.length > 0) {
+        const std::size_t step = std::min<std::uint64_t>(range.length, spaces.size());
+        if (!file.overwrite(range.offset, ByteSpan(spaces).first(step)).ok())
             return;
+        range.offset += step;
+        range.length -= step;
     }
 }
 
 // Whatever of this fails, the document is one without metadata already.
 void blankMetadata(PendingFile& file)
 {
-    const auto written = FileSource::of(::dup(file.descriptor()));
-    if (!written.ok())
-        return;
-    std::string text(static_cast<std::size_t>(written.value()->size()), '\0');
-    const std::span<char> characters(text);
-    Bytes before(text.size());
-    if (!written.value()->read(0, before).ok())
-        return;
-    std::ranges::copy(asText(before), characters.begin());
+    const Mapping copy(file.descriptor());
     for (const Blanking& blanking : blankings)
-        text = blankMatches(std::move(text), blanking.pattern, blanking.group);
-    overwriteChanges(file, before, asBytes(text));
+        forMatches(copy.text(), blanking.pattern, blanking.group, [&](ByteRange range) {
+            blank(file, range);
+        });
 }
 
 Status writtenBadly()
@@ -91,30 +131,10 @@ Status statusOf(pdf::Outcome outcome)
 
 std::string blankMatches(std::string text, const std::string& pattern, int group)
 {
-    re2::RE2::Options options;
-    options.set_encoding(re2::RE2::Options::EncodingLatin1);
-    options.set_dot_nl(true);
-    options.set_log_errors(false);
-    const re2::RE2 expression(pattern, options);
-    if (!expression.ok() || group < 0 || group > expression.NumberOfCapturingGroups())
-        return text;
-    std::vector<re2::StringPiece> groups(static_cast<std::size_t>(group) + 1);
     std::vector<ByteRange> ranges;
-    std::size_t from = 0;
-    while (
-        from <= text.size() &&
-        expression.Match(text, from, text.size(), re2::RE2::UNANCHORED, groups.data(), group + 1)) {
-        const auto offsetOf = [&text](const re2::StringPiece& piece) {
-            return static_cast<std::size_t>(piece.data() - text.data());
-        };
-        const re2::StringPiece& hit = groups.back();
-        if (hit.data() != nullptr && !hit.empty())
-            ranges.push_back({offsetOf(hit), hit.size()});
-        const std::size_t end = offsetOf(groups.front()) + groups.front().size();
-        from = groups.front().empty() ? end + 1 : end;
-    }
-    for (auto range = ranges.rbegin(); range != ranges.rend(); ++range)
-        text.replace(range->offset, range->length, range->length, ' ');
+    forMatches(text, pattern, group, [&](ByteRange range) { ranges.push_back(range); });
+    for (const ByteRange& range : ranges)
+        text.replace(range.offset, range.length, range.length, ' ');
     return text;
 }
 

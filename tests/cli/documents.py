@@ -198,6 +198,19 @@ class Documents(ScratchTest):
         self.expect_nothing_new()
         self.expect_bounded_memory()
 
+    def test_a_copy_is_looked_over_in_little_memory(self):
+        """By a worker whose copy is long, and has a mark of metadata (see Outcome.h)."""
+        def little_memory():
+            resource.setrlimit(resource.RLIMIT_DATA, (128 * MEGABYTE, 128 * MEGABYTE))
+        worker = self.root / PDF_WORKER
+        worker.unlink()
+        worker.write_text("#!/bin/sh\nprintf '/Metadata 1 0 R/Other'\n"
+                          f"truncate -s {256 * MEGABYTE} /dev/stdout\nexit 2\n")
+        worker.chmod(0o755)
+        self.assertEqual(self.entry("letter.pdf", preexec_fn=little_memory), "CLEANED")
+        with open(self.folder / COPY, "rb") as copy:
+            self.assertEqual(copy.read(21), b" " * 15 + b"/Other")
+
     def test_large_documents_are_cleaned_within_bounds(self):
         for name, document in (("annotations", many_annotations()), ("picture", picture_bomb())):
             path = self.folder / f"{name}.pdf"

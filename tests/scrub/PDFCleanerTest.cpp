@@ -73,6 +73,19 @@ TEST(PDFCleaner, blanksMetadataThatIsLeftInTheBytes)
     EXPECT_NE(contentOf(folder.url("a (scrubbed).pdf")).find(blanked), std::string::npos);
 }
 
+TEST(PDFCleaner, blanksStretchesThatAreLongerThanAWindow)
+{
+    const std::string start = "<</Type/Metadata/Subtype/XML>>stream\n";
+    const std::string data = std::string(2 * limits::windowBytes, 'x') + "planted";
+    const std::string end = "\nendstream";
+    PDFBuilder document;
+    document.catalogue("/X 5 0 R").stream(5, "/Type/EmbeddedFile", start + data + end);
+    const Folder folder;
+    messageOf(folder.put("a.pdf", document.plain()));
+    const std::string blanked = start + std::string(data.size(), ' ') + end;
+    EXPECT_NE(contentOf(folder.url("a (scrubbed).pdf")).find(blanked), std::string::npos);
+}
+
 TEST(BlankMatches, blanksWholeMatches)
 {
     EXPECT_EQ(blankMatches("a /M 12 0 R b /M 3 0 R", R"(/M \d+ 0 R)", 0), "a           b         ");
