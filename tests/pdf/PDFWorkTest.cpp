@@ -518,7 +518,58 @@ TEST(PDF, doesNotGoOnWithoutWhatCannotBeRead)
 TEST(PDF, refusesPagesThatHoldThemselves)
 {
     expectUnopenable(PDFBuilder().object(3, "<</Type/Pages/Kids[2 0 R]>>").plain());
-    expectUnopenable(PDFBuilder().object(2, "<</Type/Pages/Parent 2 0 R/Kids[3 0 R]>>").plain());
+}
+
+// The library would go up from the tree to what is called its parent, and find no pages there.
+TEST(PDF, showsThePagesThatTheCatalogueNames)
+{
+    PDFBuilder document;
+    document.page(3, "/Annots[<</Subtype/Text/Rect[0 0 1 1]/T(planted)>>]");
+    document.object(5, "<</Type/Outlines/Count 0>>");
+    for (const char* parent : {"1 0 R", "2 0 R", "3 0 R", "5 0 R", "9 0 R", "(text)"}) {
+        document.object(2,
+                        "<</Type/Pages/Count 1/Kids[3 0 R]/Parent " + std::string(parent) + ">>");
+        EXPECT_EQ(factsOf(document.plain()).annotationTitles.size(), 1U) << parent;
+        const std::string copy = mustCleanPDF(document.plain());
+        EXPECT_TRUE(has(copy, "/Count 1 /Kids [ 3 0 R ] /Type /Pages")) << parent;
+        EXPECT_TRUE(has(copy, "/Annots")) << parent;
+    }
+}
+
+TEST(PDF, leavesOutThePagesBesideATreeThatTheCatalogueNames)
+{
+    PDFBuilder document;
+    document.object(1, "<</Type/Catalog/Pages 5 0 R>>").pages("[5 0 R 6 0 R]");
+    document.object(5, "<</Type/Pages/Count 1/Kids[3 0 R]/Parent 2 0 R>>");
+    document.object(6, "<</Type/Pages/Count 1/Kids[7 0 R]/Parent 2 0 R>>");
+    document.object(3, "<</Type/Page/Parent 5 0 R/MediaBox[0 0 90 90]/X(shown)>>");
+    document.object(7, "<</Type/Page/Parent 6 0 R/MediaBox[0 0 90 90]/X(planted)>>");
+    EXPECT_TRUE(has(mustCleanPDF(document.plain()), "(shown)"));
+}
+
+// Most readers show that page alone, and some all pages. They do the same with the copy.
+TEST(PDF, keepsAPageThatTheCatalogueNamesInPlaceOfTheTree)
+{
+    const std::string page = "/MediaBox[0 0 90 90]/Annots[<</Subtype/Text/T(planted)>>]>>";
+    for (const char* parent : {"", "/Parent 1 0 R", "/Parent 2 0 R", "/Parent 5 0 R"}) {
+        PDFBuilder document;
+        document.object(1, "<</Type/Catalog/Pages 3 0 R>>").pages("[4 0 R]").page(4, "");
+        document.object(3, "<</Type/Page" + std::string(parent) + page);
+        document.object(5, "<</Type/Pages/Count 1/Kids[3 0 R]/Parent 1 0 R>>");
+        EXPECT_EQ(factsOf(document.plain()).annotationTitles.size(), 1U) << parent;
+        const std::string copy = mustCleanPDF(document.plain());
+        EXPECT_TRUE(has(copy, "/Pages 2 0 R")) << parent;
+        EXPECT_TRUE(has(copy, "2 0 obj\n<< /Annots")) << parent;
+    }
+}
+
+TEST(PDF, passesOverKidsThatAreNoPages)
+{
+    for (const char* kids : {"[3 0 R null]", "[9 0 R 3 0 R]", "[(text) 3 0 R 7]"}) {
+        const std::string copy = mustCleanPDF(PDFBuilder().pages(kids).plain());
+        EXPECT_TRUE(has(copy, "/Kids [ 3 0 R ]")) << kids;
+    }
+    expectUnopenable(PDFBuilder().pages("[null 9 0 R]").plain());
 }
 
 // A tree of so many levels, the last of which is the page.

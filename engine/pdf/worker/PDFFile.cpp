@@ -33,40 +33,70 @@ private:
     ByteSink& sink;
 };
 
-// Where the library begins to look for pages: some catalogues name a page in place of the tree.
-QPDFObjectHandle topOfPages(QPDF& document)
+bool hasKids(QPDFObjectHandle object)
 {
-    QPDFObjectHandle top = document.getRoot().getKey("/Pages");
-    for (std::size_t level = 0; top.isDictionary() && top.hasKey("/Parent"); ++level) {
+    return object.isDictionary() && object.hasKey("/Kids");
+}
+
+// The top of the tree, which is left without a parent: the library would go up to that, whatever it
+// is. Some catalogues name a page in place of the tree.
+QPDFObjectHandle topOfPages(const QPDFObjectHandle& named)
+{
+    QPDFObjectHandle top = named;
+    if (!top.isDictionary())
+        return top;
+    for (std::size_t level = 0; !hasKids(named) && hasKids(top.getKey("/Parent")); ++level) {
         if (level == limits::pageTreeDepth)
             throw std::runtime_error("pages nested too deep");
         top = top.getKey("/Parent");
     }
+    top.removeKey("/Parent");
     return top;
 }
 
-// The library walks the tree by recursion. What would take it too deep is found out before.
-void checkPageTree(QPDF& document)
+// Takes out what stands among the kids and is no page, which the library would take for one. With
+// nothing else there, more is wrong than that.
+std::vector<QPDFObjectHandle> kidsOf(QPDFObjectHandle node)
+{
+    QPDFObjectHandle kids = node.getKey("/Kids");
+    if (!kids.isArray())
+        return {};
+    const auto isNone = [](QPDFObjectHandle kid) { return !kid.isDictionary(); };
+    auto kept = kids.getArrayAsVector();
+    if (std::erase_if(kept, isNone) == 0)
+        return kept;
+    if (kept.empty())
+        throw std::runtime_error("pages that are none");
+    kids.setArrayFromVector(kept);
+    return kept;
+}
+
+// The library walks the tree by recursion. What would take it too deep is found out before. The
+// answer is how many pages there are.
+std::size_t checkPageTree(const QPDFObjectHandle& top)
 {
     struct Node {
         QPDFObjectHandle object;
         std::size_t level;
     };
-    std::vector<Node> pending{{topOfPages(document), 0}};
+    std::vector<Node> pending{{top, 0}};
     std::set<QPDFObjGen> seen;
+    std::size_t pages = 0;
     while (!pending.empty()) {
-        const auto [object, level] = pending.back();
+        const auto [node, level] = pending.back();
         pending.pop_back();
         if (level == limits::pageTreeDepth)
             throw std::runtime_error("pages nested too deep");
-        QPDFObjectHandle node = object;
-        if (!node.isDictionary() || !node.hasKey("/Kids"))
+        if (!hasKids(node)) {
+            pages += level > 0 ? 1 : 0;
             continue;
+        }
         if (node.isIndirect() && !seen.insert(node.getObjGen()).second)
             throw std::runtime_error("pages that hold themselves");
-        for (const QPDFObjectHandle& kid : node.getKey("/Kids").aitems())
+        for (const QPDFObjectHandle& kid : kidsOf(node))
             pending.push_back({kid, level + 1});
     }
+    return pages;
 }
 
 // Adds what an object has, but not what only describes it or leads away from the page.
@@ -99,14 +129,28 @@ PDFFile::PDFFile(ByteSource& source)
     document.setLogger(logger);
     document.setSuppressWarnings(true);
     document.processInputSource(std::make_shared<Input>(source), "");
-    checkPageTree(document);
-    document.getAllPages(); // Throws on what the writer would stumble over.
+    findPages();
+}
+
+// The library names the top of the tree in the catalogue. The copy shows what the original does, so
+// a page that was named there is named again.
+void PDFFile::findPages()
+{
+    QPDFObjectHandle catalogue = document.getRoot();
+    QPDFObjectHandle named = catalogue.getKey("/Pages");
+    const std::size_t count = checkPageTree(topOfPages(named));
+    pages = document.getAllPages(); // Throws on what the writer would stumble over.
+    if (pages.size() != count)
+        throw std::runtime_error("pages that the library does not find");
+    if (hasKids(named) || !named.isDictionary())
+        return;
+    catalogue.replaceKey("/Pages", named);
+    pages.push_back(named); // Which the tree need not hold.
 }
 
 void PDFFile::readPages()
 {
     // What pages say comes before what they say it with.
-    const auto& pages = document.getAllPages();
     for (QPDFObjectHandle page : pages) {
         std::vector<QPDFObjectHandle> pieces;
         addParts(page.getKey("/Contents"), pieces);
@@ -133,7 +177,7 @@ std::vector<QPDFObjectHandle> PDFFile::annotations()
     std::vector<QPDFObjectHandle> found;
     // Pages may share their annotations. Looking at each once keeps the work as small as the file.
     std::set<QPDFObjGen> seen;
-    for (QPDFObjectHandle page : document.getAllPages()) {
+    for (QPDFObjectHandle page : pages) {
         QPDFObjectHandle list = page.getKey("/Annots");
         if (!list.isArray() || (list.isIndirect() && !seen.insert(list.getObjGen()).second))
             continue;

@@ -34,7 +34,10 @@ public:
     QPDF document;
 
 private:
+    void findPages();
     bool keyNeedsIdentifier();
+
+    std::vector<QPDFObjectHandle> pages;
 };
 
 // Whether a dictionary is a field of a form, as a page shows it.
