@@ -330,7 +330,7 @@ TEST(PDF, cleansJPEGsOnPages)
 {
     const std::string photo = plantedPhoto();
     const std::string clean(asText(mustClean(asBytes(photo))));
-    for (const char* filter : {"/Filter/DCTDecode", "/Filter[/DCTDecode]"}) {
+    for (const char* filter : {"/Filter/DCTDecode", "/Filter[/DCTDecode]", "/Filter/DCT"}) {
         const std::string copy = mustCleanPDF(pageWithPicture(filter, photo));
         EXPECT_TRUE(has(copy, "stream\n" + clean + "\nendstream"));
         EXPECT_TRUE(has(copy, "/Length " + std::to_string(clean.size()) + " "));
@@ -431,6 +431,24 @@ TEST(PDF, emptiesTablesAndContainersThatSomethingRefersTo)
         PDFBuilder document;
         document.page(3, "/Resources<</XObject<</Im0 5 0 R>>>>");
         document.object(6, "<</Author(planted)>>");
+TEST(PDF, cleansJPEGsUnderTheShortNamesOfTheirFilters)
+{
+    const std::string photo = plantedPhoto();
+    const std::string clean(asText(mustClean(asBytes(photo))));
+    const std::string copy = mustCleanPDF(pageWithPicture("/Filter[/Fl/DCT]", deflated(photo)));
+    EXPECT_TRUE(has(copy, "stream\n" + clean + "\nendstream"));
+}
+
+TEST(PDF, cleansJPEGsBehindWhiteSpace)
+{
+    const std::string photo = "\r\n " + plantedPhoto();
+    const std::string clean(asText(mustClean(asBytes(plantedPhoto()))));
+    for (const std::string& document :
+         {pageWithPicture("/Filter/DCTDecode", photo),
+          pageWithPicture("/Filter[/FlateDecode/DCTDecode]", deflated(photo))})
+        EXPECT_TRUE(has(mustCleanPDF(document), "stream\n" + clean + "\nendstream"));
+}
+
         document.stream(5,
                         "/Info 6 0 R/ID[(planted)(planted)]/Type" + std::string(type),
                         "planted");

@@ -85,6 +85,17 @@ private:
     Bytes& content;
 };
 
+// Readers look for where a picture starts, behind the line end that some writers put there.
+ByteSpan withoutLeadingSpace(ByteSpan picture)
+{
+    constexpr std::string_view spaces("\0\t\n\f\r ", 6);
+    const std::string_view text = asText(picture);
+    const std::size_t start = text.find_first_not_of(spaces);
+    const bool isPicture =
+        start != std::string_view::npos && text.substr(start).starts_with(image::jpegStart);
+    return isPicture ? picture.subspan(start) : picture;
+}
+
 class PipelineSink final : public ByteSink {
 public:
     explicit PipelineSink(Pipeline& pipeline)
@@ -187,7 +198,7 @@ public:
 
     void provideStreamData(QPDFObjGen const&, Pipeline* pipeline) override
     {
-        MemorySource picture(read());
+        MemorySource picture(withoutLeadingSpace(read()));
         const auto plan = planCopy(picture);
         PipelineSink sink(*pipeline);
         if (!plan.ok() || !plan.value().writeTo(sink, picture).ok())
@@ -226,13 +237,19 @@ private:
     std::shared_ptr<Bytes> memory; // All pictures use the same, one after the other.
 };
 
+// The short name is for pictures inside the instructions for a page. Readers take it anywhere.
+bool isDCT(QPDFObjectHandle filter)
+{
+    return filter.isNameAndEquals("/DCTDecode") || filter.isNameAndEquals("/DCT");
+}
+
 bool isPicture(QPDFObjectHandle object)
 {
     if (!object.isStream())
         return false;
     QPDFObjectHandle dictionary = object.getDict();
-    Coding coding = codingOf(dictionary);
-    return !coding.filters.empty() && coding.filters.back().isNameAndEquals("/DCTDecode") &&
+    const Coding coding = codingOf(dictionary);
+    return !coding.filters.empty() && isDCT(coding.filters.back()) &&
            !dictionary.getKey("/Type").isNameAndEquals("/EmbeddedFile") && !dictionary.hasKey("/F");
 }
 
@@ -243,9 +260,9 @@ bool needsCleaning(QPDFObjectHandle picture, PDFFile& file, Bytes& memory)
     if (!codingOf(picture.getDict()).isPacked())
         return true;
     const bool isWhole = unpack(picture, file, memory);
-    MemorySource content(memory);
+    MemorySource content(withoutLeadingSpace(memory));
     const auto plan = planCopy(content);
-    if (!plan.ok() || (!isWhole && plan.value().size() != memory.size()))
+    if (!plan.ok() || (!isWhole && plan.value().size() != content.size()))
         throw std::runtime_error("a packed picture cannot be cleaned");
     return isWhole && plan.value().size() != memory.size();
 }
