@@ -101,6 +101,43 @@ TEST(PDF, dropsMetadataStreamsUnderOtherNames)
     EXPECT_FALSE(has(mustCleanPDF(document.plain()), "/Other"));
 }
 
+TEST(PDF, keepsWhatIsCalledMetadataAndIsNone)
+{
+    PDFBuilder document;
+    document
+        .catalogue("/Dests<</Metadata[3 0 R/Fit]/PieceInfo<</D[3 0 R/XYZ]>>/LastModified 5 0 R>>"
+                   "/StructTreeRoot<</RoleMap 6 0 R/ClassMap<</PieceInfo<</O/Layout>>>>>>")
+        .page(3, "/Resources<</Font<</Metadata 7 0 R>>/XObject<</PieceInfo 8 0 R>>>>")
+        .object(5, "[3 0 R/FitV 0]")
+        .object(6, "<</LastModified/P/Metadata/H1>>")
+        .object(7, "<</Type/Font/Subtype/Type1/BaseFont/Helvetica>>")
+        .stream(8, "/Subtype/Form/BBox[0 0 9 9]", "0 0 9 9 re f");
+    const Copy copy = cleanedPDF(document.packed());
+    EXPECT_EQ(copy.outcome, Outcome::done);
+    for (const char* kept : {"/Metadata [ 3 0 R /Fit ]",
+                             "/PieceInfo << /D [ 3 0 R /XYZ ] >>",
+                             "[ 3 0 R /FitV 0 ]",
+                             "/LastModified /P",
+                             "/Metadata /H1",
+                             "/PieceInfo << /O /Layout >>",
+                             "/Helvetica",
+                             "0 0 9 9 re f"})
+        EXPECT_TRUE(has(copy.text, kept)) << kept;
+    EXPECT_EQ(count(copy.text, "/LastModified"), 2U);
+    EXPECT_EQ(cleanedPDF(copy.text).text, copy.text);
+}
+
+TEST(PDF, dropsMetadataOfAnyKindWhereItIsNoName)
+{
+    PDFBuilder document;
+    document.catalogue("/Dests 1 0 R/Metadata(planted)/PieceInfo 5 0 R/LastModified 6 0 R")
+        .page(3, "/Metadata<</Author(planted)>>/Resources<</Font<</F<</LastModified 7 0 R>>>>>>")
+        .object(5, "[(planted)]")
+        .object(6, "/planted")
+        .object(7, "(planted)");
+    EXPECT_FALSE(has(mustCleanPDF(document.plain()), "/LastModified"));
+}
+
 TEST(PDF, dropsEarlierRevisionsAndWhatNothingRefersTo)
 {
     PDFBuilder first;
@@ -172,6 +209,51 @@ TEST(PDF, dropsPrivateDataOfCataloguePagesAndForms)
     for (const char* kept : {"/ABCD_F ", "/AAPL:AA false", "0 0 9 9 re f", "/Threads"})
         EXPECT_TRUE(has(copy, kept)) << kept;
     EXPECT_FALSE(has(copy, "PTEX"));
+}
+
+TEST(PDF, dropsAuthorsOfArticlesThatTheCatalogueDoesNotList)
+{
+    for (const char* type : {"", "/Type/Thread"}) {
+        PDFBuilder document;
+        document.page(3, "/B[6 0 R]")
+            .object(5, "<</F 6 0 R/I<</Author(planted)>>" + std::string(type) + ">>")
+            .object(6, "<</T 5 0 R/P 3 0 R/R[0 0 1 1]/N 6 0 R/V 6 0 R>>");
+        EXPECT_TRUE(has(mustCleanPDF(document.plain()), "/R [ 0 0 1 1 ]"));
+    }
+    // Neither of these knows the other; the second is one by its type alone.
+    PDFBuilder document;
+    document.page(3, "/X[<</I(planted)/F<</N 1/V 2>>>><</Type/Bead/T<</I(planted)>>>>]");
+    EXPECT_TRUE(has(mustCleanPDF(document.plain()), "/Type /Bead"));
+}
+
+TEST(PDF, cleansTemplatesAndTheTreeLikePages)
+{
+    PDFBuilder document;
+    document.catalogue("/Names<</Templates<</Names[(a)5 0 R]>>>>")
+        .object(2, "<</Type/Pages/Count 1/Kids[3 0 R]/ADBE_Log(planted)>>")
+        .object(5, "<</Type/Template/MediaBox[0 0 9 9]/Thumb 6 0 R/ID(planted)/ABCD_X(planted)>>")
+        .stream(6, "/Width 1/Height 1", "planted");
+    EXPECT_TRUE(has(mustCleanPDF(document.plain()), "/Type /Template"));
+}
+
+TEST(PDF, dropsWhatNoPageShows)
+{
+    PDFBuilder document;
+    document.catalogue("/OCProperties<</OCGs[5 0 R]>>")
+        .page(3,
+              "/VP[<</BBox[0 0 1 1]/Measure<</Subtype/GEO/GPTS[51.507]>>/PtData<</XPTS[51.507]>>>>"
+              "<</Measure<</Subtype/RL/R(1 in)>>>><</Measure 7 0 R>>]/LGIDict[51.507]"
+              "/Annots[6 0 R]/Resources<</XObject<</I 8 0 R>>>>")
+        .object(5,
+                "<</Type/OCG/Name(layer)/Usage<</User<</Name(planted)>>/View<</ViewState/ON>>"
+                "/CreatorInfo<</Creator(planted)>>>>>>")
+        .object(6, "<</Subtype/Widget/T(field)/AAPL:AKExtras<</A(planted)>>/Rect[0 0 9 9]>>")
+        .object(7, "<</GPTS[51.507]>>")
+        .stream(8, "/Subtype/Image/OPI<</2.0<</F(planted)>>>>", "pixels");
+    const std::string copy = mustCleanPDF(document.plain());
+    EXPECT_FALSE(has(copy, "51.507"));
+    for (const char* kept : {"/R (1 in)", "/ViewState /ON", "(layer)", "(field)", "pixels"})
+        EXPECT_TRUE(has(copy, kept)) << kept;
 }
 
 TEST(PDF, dropsTheMetadataOfXMLForms)
@@ -349,6 +431,24 @@ TEST(PDF, cleansJPEGsBehindOtherFilters)
     EXPECT_TRUE(has(copy, "/DecodeParms << /ColorTransform 0 >>"));
 }
 
+TEST(PDF, cleansJPEGsUnderTheShortNamesOfTheirFilters)
+{
+    const std::string photo = plantedPhoto();
+    const std::string clean(asText(mustClean(asBytes(photo))));
+    const std::string copy = mustCleanPDF(pageWithPicture("/Filter[/Fl/DCT]", deflated(photo)));
+    EXPECT_TRUE(has(copy, "stream\n" + clean + "\nendstream"));
+}
+
+TEST(PDF, cleansJPEGsBehindWhiteSpace)
+{
+    const std::string photo = "\r\n " + plantedPhoto();
+    const std::string clean(asText(mustClean(asBytes(plantedPhoto()))));
+    for (const std::string& document :
+         {pageWithPicture("/Filter/DCTDecode", photo),
+          pageWithPicture("/Filter[/FlateDecode/DCTDecode]", deflated(photo))})
+        EXPECT_TRUE(has(mustCleanPDF(document), "stream\n" + clean + "\nendstream"));
+}
+
 TEST(PDF, leavesPackedJPEGsWithoutMetadata)
 {
     const std::string photo(asText(mustClean(asBytes(plantedPhoto()))));
@@ -431,24 +531,6 @@ TEST(PDF, emptiesTablesAndContainersThatSomethingRefersTo)
         PDFBuilder document;
         document.page(3, "/Resources<</XObject<</Im0 5 0 R>>>>");
         document.object(6, "<</Author(planted)>>");
-TEST(PDF, cleansJPEGsUnderTheShortNamesOfTheirFilters)
-{
-    const std::string photo = plantedPhoto();
-    const std::string clean(asText(mustClean(asBytes(photo))));
-    const std::string copy = mustCleanPDF(pageWithPicture("/Filter[/Fl/DCT]", deflated(photo)));
-    EXPECT_TRUE(has(copy, "stream\n" + clean + "\nendstream"));
-}
-
-TEST(PDF, cleansJPEGsBehindWhiteSpace)
-{
-    const std::string photo = "\r\n " + plantedPhoto();
-    const std::string clean(asText(mustClean(asBytes(plantedPhoto()))));
-    for (const std::string& document :
-         {pageWithPicture("/Filter/DCTDecode", photo),
-          pageWithPicture("/Filter[/FlateDecode/DCTDecode]", deflated(photo))})
-        EXPECT_TRUE(has(mustCleanPDF(document), "stream\n" + clean + "\nendstream"));
-}
-
         document.stream(5,
                         "/Info 6 0 R/ID[(planted)(planted)]/Type" + std::string(type),
                         "planted");

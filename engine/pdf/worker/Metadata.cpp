@@ -13,9 +13,6 @@ namespace {
 // document in another format.
 constexpr std::array keptTrailerKeys{"/Root", "/Size", "/Encrypt", "/ID"};
 
-// In whatever dictionary they are (ISO 32000-2, 14.3.2 and 14.5).
-constexpr std::array removedKeys{"/Metadata", "/PieceInfo", "/LastModified"};
-
 constexpr std::array clearedAnnotationKeys{"/T", "/M", "/CreationDate", "/Subj"};
 
 // ISO 32000-2, 12.5 and 13, without `NM`; of others' there are `Rotate` and `DR`. Editors keep more
@@ -90,8 +87,8 @@ void cleanTrailer(QPDFObjectHandle trailer)
     trailer.replaceKey("/Size", QPDFObjectHandle::newInteger(0));
 }
 
-// Articles have an information dictionary of their own (ISO 32000-2, table 162); pages taken from
-// the web tell what was asked of whom (ISO 32000-1, 14.10).
+// Pages taken from the web tell what was asked of whom (ISO 32000-1, 14.10). Articles have an
+// information dictionary of their own (ISO 32000-2, table 162).
 void cleanCatalogue(QPDFObjectHandle catalogue)
 {
     catalogue.removeKey("/SpiderInfo");
@@ -171,13 +168,24 @@ bool isPrivateKey(const std::string& key)
            std::ranges::all_of(std::string_view(key).substr(1, prefix - 1), isCapital);
 }
 
-// Elsewhere, in resources for one, keys are names that pages refer to.
-bool mayHavePrivateKeys(QPDFObjectHandle dictionary)
+bool hasTypeOf(QPDFObjectHandle dictionary, std::initializer_list<const char*> types)
 {
-    const QPDFObjectHandle type = dictionary.getKey("/Type");
-    return isName(type, "/Catalog") || isName(type, "/Page") || isName(type, "/XObject") ||
-           isName(dictionary.getKey("/Subtype"), "/Form") ||
-           isName(dictionary.getKey("/Subtype"), "/Image");
+    QPDFObjectHandle type = dictionary.getKey("/Type");
+    return std::ranges::any_of(types, [&](const char* name) { return isName(type, name); });
+}
+
+bool isDrawn(QPDFObjectHandle dictionary)
+{
+    QPDFObjectHandle subtype = dictionary.getKey("/Subtype");
+    return isName(subtype, "/Form") || isName(subtype, "/Image");
+}
+
+// Whether the standard says what all keys are. Elsewhere, in resources for one, they may be names
+// that pages refer to.
+bool hasStandardKeys(const QPDFObjectHandle& dictionary)
+{
+    return hasTypeOf(dictionary, {"/Catalog", "/Pages", "/Page", "/Template", "/XObject"}) ||
+           isDrawn(dictionary);
 }
 
 void addIfDirect(QPDFObjectHandle part, std::vector<QPDFObjectHandle>& parts)
@@ -186,30 +194,114 @@ void addIfDirect(QPDFObjectHandle part, std::vector<QPDFObjectHandle>& parts)
         parts.push_back(part);
 }
 
+// Where on earth something drawn is (ISO 32000-2, 12.10).
+bool isOfPlaces(const std::string& key, QPDFObjectHandle value)
+{
+    if (key == "/PtData")
+        return value.isDictionary() && value.hasKey("/XPTS");
+    return key == "/Measure" && value.isDictionary() &&
+           (isName(value.getKey("/Subtype"), "/GEO") || value.hasKey("/GPTS"));
+}
+
+// Metadata in whatever dictionary it is (ISO 32000-2, 14.3.2 and 14.5). People give the same names
+// to fonts, pictures and states of buttons; as far as these are no streams, they have other values.
+bool isMetadata(const std::string& key, QPDFObjectHandle value)
+{
+    return (key == "/Metadata" && value.isStream()) ||
+           (key == "/PieceInfo" && value.isDictionary()) ||
+           (key == "/LastModified" && value.isString());
+}
+
+// What no page shows, and editors and makers of maps leave anywhere.
+bool isHidden(const std::string& key, const QPDFObjectHandle& value)
+{
+    return key == "/AAPL:AKExtras" || isOfPlaces(key, value);
+}
+
+bool isForbidden(const std::string& key)
+{
+    constexpr std::array keys{"/Metadata", "/PieceInfo", "/LastModified"};
+    return isPrivateKey(key) || std::ranges::find(keys, key) != keys.end();
+}
+
+// Destinations, roles and classes: all keys of these are names that somebody has chosen.
+using ChosenNames = std::array<QPDFObjectHandle, 3>;
+
+ChosenNames chosenNames(QPDFObjectHandle catalogue)
+{
+    QPDFObjectHandle structure = catalogue.getKey("/StructTreeRoot");
+    if (!structure.isDictionary())
+        structure = QPDFObjectHandle::newDictionary();
+    return {catalogue.getKey("/Dests"),
+            structure.getKey("/RoleMap"),
+            structure.getKey("/ClassMap")};
+}
+
+// Part of an article, which need not say so (ISO 32000-2, tables 162 and 163).
+bool isBead(QPDFObjectHandle dictionary)
+{
+    return dictionary.isDictionary() && ((dictionary.hasKey("/N") && dictionary.hasKey("/V")) ||
+                                         isName(dictionary.getKey("/Type"), "/Bead"));
+}
+
+// The catalogue need not list an article.
+void cleanArticle(QPDFObjectHandle dictionary)
+{
+    QPDFObjectHandle thread = dictionary.getKey("/T");
+    if (thread.isDictionary() && isBead(dictionary))
+        thread.removeKey("/I");
+    if (dictionary.hasKey("/I") &&
+        (hasTypeOf(dictionary, {"/Thread"}) || isBead(dictionary.getKey("/F"))))
+        dictionary.removeKey("/I");
+}
+
+// Whose layer it is, and what its program keeps with it.
+void cleanUsage(QPDFObjectHandle usage)
+{
+    if (!usage.isDictionary())
+        return;
+    usage.removeKey("/User");
+    usage.removeKey("/CreatorInfo");
+}
+
+void cleanByKind(QPDFObjectHandle dictionary)
+{
+    if (isAnnotation(dictionary))
+        clearAnnotation(dictionary);
+    cleanArticle(dictionary);
+    const bool isPage = hasTypeOf(dictionary, {"/Page", "/Template"});
+    if (isPage) { // A small picture of the page, or of what was the page; where it lies on maps.
+        dictionary.removeKey("/Thumb");
+        dictionary.removeKey("/LGIDict");
+    }
+    if (isDrawn(dictionary)) // Where the picture was that this one stands for.
+        dictionary.removeKey("/OPI");
+    if (isPage || isName(dictionary.getKey("/Subtype"), "/Image"))
+        dictionary.removeKey("/ID"); // What it was called on the web.
+    cleanUsage(dictionary.getKey("/Usage"));
+}
+
 // Cleans a dictionary, and adds the arrays and dictionaries that are part of it. Others are visited
 // by themselves.
-void cleanDictionary(QPDFObjectHandle dictionary, std::vector<QPDFObjectHandle>& parts)
+void cleanDictionary(QPDFObjectHandle dictionary,
+                     const ChosenNames& names,
+                     std::vector<QPDFObjectHandle>& parts)
 {
-    const auto isOneOf = [](const auto& keys, const std::string& key) {
-        return std::ranges::find(keys, key) != keys.end();
-    };
-    const bool losesPrivateKeys = mayHavePrivateKeys(dictionary);
+    const bool isStandard = hasStandardKeys(dictionary);
+    const auto isSame = [&](const auto& other) { return dictionary.isSameObjectAs(other); };
+    const bool keepsAll = !isStandard && std::ranges::any_of(names, isSame);
     // A copy of the entries, from which none vanishes on the way.
     const auto entries = dictionary.getDictAsMap();
     for (const auto& [key, value] : entries) {
-        if (isOneOf(removedKeys, key) || (losesPrivateKeys && isPrivateKey(key)))
+        const bool goes =
+            (isStandard && isForbidden(key)) || isMetadata(key, value) || isHidden(key, value);
+        if (goes && !keepsAll)
             dictionary.removeKey(key);
         else
             addIfDirect(value, parts);
     }
     spellNames(dictionary, entries);
-    if (isAnnotation(dictionary))
-        clearAnnotation(dictionary);
-    const bool isPage = isName(dictionary.getKey("/Type"), "/Page");
-    if (isPage) // A small picture of the page, or of what was the page.
-        dictionary.removeKey("/Thumb");
-    if (isPage || isName(dictionary.getKey("/Subtype"), "/Image"))
-        dictionary.removeKey("/ID"); // What it was called on the web.
+    cleanByKind(dictionary);
 }
 
 bool isMetadataStream(QPDFObjectHandle dictionary)
@@ -236,7 +328,7 @@ void empty(QPDFObjectHandle stream)
     stream.replaceStreamData("", none, none);
 }
 
-void cleanObject(PDFFile& file, QPDFObjectHandle object)
+void cleanObject(PDFFile& file, const ChosenNames& names, QPDFObjectHandle object)
 {
     if (object.isStream()) {
         if (isMetadataStream(object.getDict())) {
@@ -254,7 +346,7 @@ void cleanObject(PDFFile& file, QPDFObjectHandle object)
         QPDFObjectHandle part = pending.back();
         pending.pop_back();
         if (part.isDictionary()) {
-            cleanDictionary(part, pending);
+            cleanDictionary(part, names, pending);
         } else if (part.isArray()) {
             for (const QPDFObjectHandle& item : part.aitems())
                 addIfDirect(item, pending);
@@ -272,9 +364,10 @@ void removeMetadata(PDFFile& file)
     cleanCatalogue(catalogue);
     cleanForm(catalogue.getKey("/AcroForm"));
     cleanAnnotations(file);
+    const ChosenNames names = chosenNames(catalogue);
     const auto objects = file.document.getAllObjects();
     for (const QPDFObjectHandle& object : objects)
-        cleanObject(file, object);
+        cleanObject(file, names, object);
     // By now everything has been taken out of the containers. A damaged document may refer to them.
     for (const QPDFObjectHandle& object : objects) {
         if (isOfTheOriginalsStructure(object))
