@@ -35,7 +35,7 @@ public:
         const Result<Done> outcome = readChildren();
         for (const auto& [id, association] : associations)
             associate(id, association);
-        std::ranges::stable_sort(result.references, {}, &Reference::from);
+        indexReferences();
         locations.resolve(result);
         return outcome;
     }
@@ -173,6 +173,15 @@ private:
             result.references.push_back(std::move(reference));
         }
         return Done{};
+    }
+
+    void indexReferences()
+    {
+        std::ranges::stable_sort(result.references, {}, &Reference::from);
+        for (std::size_t index = 0; index < result.references.size(); ++index) {
+            if (result.references[index].type == fourCC("dimg"))
+                result.inputs.try_emplace(result.references[index].from, index);
+        }
     }
 
     Result<Done> readProperties(ByteCursor cursor) // 23008-12, 9.3.1
@@ -319,11 +328,8 @@ std::span<const Reference> HEIFItems::referencesFrom(std::uint32_t id) const
 
 const Reference* HEIFItems::inputsOf(std::uint32_t id) const
 {
-    for (const Reference& reference : referencesFrom(id)) {
-        if (reference.type == fourCC("dimg"))
-            return &reference;
-    }
-    return nullptr;
+    const auto place = inputs.find(id);
+    return place != inputs.end() ? &references[place->second] : nullptr;
 }
 
 namespace {

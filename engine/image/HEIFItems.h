@@ -4,6 +4,7 @@
 
 #include "engine/support/ByteCursor.h"
 
+#include <map>
 #include <optional>
 #include <vector>
 
@@ -55,6 +56,8 @@ struct HEIFItems {
     std::uint32_t primary = 0;
     std::vector<Item> items;           // Ordered by identifier.
     std::vector<Reference> references; // Ordered by origin.
+    // Where in `references` an item's first "dimg" is. An item may have any number of others.
+    std::map<std::uint32_t, std::size_t> inputs;
     std::vector<Box> properties;
     std::vector<EntityGroup> groups;
     std::optional<ByteRange> idat;

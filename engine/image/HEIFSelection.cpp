@@ -31,6 +31,12 @@ template <typename Range> bool isIn(const Range& range, std::uint32_t value)
     return std::ranges::find(range, value) != std::ranges::end(range);
 }
 
+// What pictures of one kind are made of, and what has been walked to find that.
+struct Parts {
+    std::set<std::uint32_t> ids;
+    std::set<std::uint32_t> walked;
+};
+
 class Selector {
 public:
     Selector(ByteSource& source, const HEIFItems& items)
@@ -44,7 +50,6 @@ public:
         if (items.isAmbiguous)
             return Error{"tables that can be read in two ways"};
         markSides();
-        markAlternatives();
         selection.primary = basePictureOf(items.primary);
         NP_TRY(show(selection.primary));
         for (const Item& item : items.items) {
@@ -95,31 +100,32 @@ private:
         }
     }
 
-    void markParts(std::uint32_t id, std::set<std::uint32_t>& parts) const
+    // Nothing is walked twice, however many references say that it is there for another's sake.
+    void markParts(std::uint32_t id, Parts& parts) const
     {
         std::vector<std::uint32_t> waiting{id};
         while (!waiting.empty()) {
-            const Reference* inputs = items.inputsOf(waiting.back());
+            const std::uint32_t next = waiting.back();
             waiting.pop_back();
-            if (inputs == nullptr)
+            const Reference* inputs = items.inputsOf(next);
+            if (inputs == nullptr || !parts.walked.insert(next).second)
                 continue;
-            for (const std::uint32_t input : inputs->to) {
-                if (parts.insert(input).second)
-                    waiting.push_back(input);
-            }
+            parts.ids.insert(inputs->to.begin(), inputs->to.end());
+            waiting.insert(waiting.end(), inputs->to.begin(), inputs->to.end());
         }
     }
 
+    // Every item's properties are gone through once, however many references come from it.
     bool isAlpha(std::uint32_t id)
     {
-        if (alphas.contains(id))
-            return true;
-        const Item* item = items.find(id);
-        return item != nullptr &&
-               std::ranges::any_of(item->properties, [&](const Association& each) {
-                   const Box* property = items.property(each);
-                   return property != nullptr && isAlphaProperty(each.index, *property);
-               });
+        const auto [place, isNew] = alphas.try_emplace(id, false);
+        const Item* item = isNew ? items.find(id) : nullptr;
+        if (item != nullptr)
+            place->second = std::ranges::any_of(item->properties, [&](const Association& each) {
+                const Box* property = items.property(each);
+                return property != nullptr && isAlphaProperty(each.index, *property);
+            });
+        return place->second;
     }
 
     // Every property is looked into once, however many items have it.
@@ -135,28 +141,14 @@ private:
 
     void markAlpha(const Reference& reference)
     {
-        alphas.insert(reference.from);
         for (const std::uint32_t master : reference.to)
             alphasOf.emplace(master, reference.from);
     }
 
-    // 14496-12, 8.18.3.2: of an alternative group, a viewer shows one picture that it can show.
-    void markAlternatives()
-    {
-        for (const EntityGroup& group : items.groups) {
-            const bool hasPicture = std::ranges::any_of(group.members, [&](std::uint32_t id) {
-                const Item* item = items.find(id);
-                return item != nullptr && isPictureType(item->type);
-            });
-            if (group.type == fourCC("altr") && hasPicture)
-                alternatives.insert(group.members.begin(), group.members.end());
-        }
-    }
-
     bool isAside(std::uint32_t id) const
     {
-        return sides.contains(id) || auxiliaryParts.contains(id) ||
-               (otherParts.contains(id) && !masters.contains(id));
+        return sides.contains(id) || auxiliaryParts.ids.contains(id) ||
+               (otherParts.ids.contains(id) && !masters.contains(id));
     }
 
     bool isToneMapped(std::uint32_t id) const
@@ -178,9 +170,11 @@ private:
             return isAside(base) ? Result<Done>(Done{}) : show(base);
         if (isPictureType(item.type))
             return show(item.id);
-        // Pictures have a size, whatever their type is.
-        const bool isLost = item.type != fourCC("tmap") && !alternatives.contains(item.id) &&
-                            items.property(item, fourCC("ispe")) != nullptr;
+        // Pictures have a size, whatever their type is, and derived ones have inputs. One that is
+        // an alternative to another may have more to show than that: samples of more bits.
+        const bool isPicture =
+            items.property(item, fourCC("ispe")) != nullptr || items.inputsOf(item.id) != nullptr;
+        const bool isLost = isPicture && item.type != fourCC("tmap");
         return isLost ? Error{"a picture of an unknown type", item.id} : Result<Done>(Done{});
     }
 
@@ -246,11 +240,10 @@ private:
     const HEIFItems& items;
     std::set<std::uint32_t> sides;
     std::set<std::uint32_t> masters; // Pictures that have a thumbnail or an auxiliary picture.
-    std::set<std::uint32_t> auxiliaryParts;
-    std::set<std::uint32_t> otherParts;
-    std::set<std::uint32_t> alphas;
+    Parts auxiliaryParts;
+    Parts otherParts;
+    std::map<std::uint32_t, bool> alphas; // Whether what has been asked about is an alpha plane.
     std::multimap<std::uint32_t, std::uint32_t> alphasOf; // By the picture that they belong to.
-    std::set<std::uint32_t> alternatives;
     std::set<std::uint32_t> shown;
     std::map<std::uint16_t, bool> alphaProperties;
     std::map<std::pair<std::uint16_t, bool>, PropertyFate> fates;
