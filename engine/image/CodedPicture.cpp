@@ -72,35 +72,91 @@ bool isDisplayPayload(ByteSpan payload)
     return only.ok() && only.value();
 }
 
-BlockKind kindOfSEI(ByteSource& source, ByteRange unit, std::uint64_t headBytes)
+// The first and the last of some types that follow each other; none when the last is the lower.
+struct TypeRange {
+    unsigned first = 1;
+    unsigned last = 0;
+};
+using TypeRanges = std::array<TypeRange, 3>;
+
+// The types of units, of which decoders pass over those that are not named here: what is reserved,
+// unspecified, padding, or only a mark between pictures.
+struct UnitTypes {
+    std::uint64_t headBytes;
+    TypeRanges slices;
+    TypeRanges parameters;
+    TypeRange messages;
+};
+
+// H.264, table 7-1; H.265, table 7-1; H.266, table 5.
+constexpr UnitTypes avcTypes{1,
+                             {{{1, 5}, {14, 14}, {19, 21}}},
+                             {{{7, 8}, {13, 13}, {15, 15}}},
+                             {6, 6}};
+constexpr UnitTypes hevcTypes{2, {{{0, 9}, {16, 21}}}, {{{32, 34}}}, {39, 40}};
+constexpr UnitTypes vvcTypes{2, {{{0, 3}, {7, 10}, {19, 19}}}, {{{12, 18}}}, {23, 24}};
+
+const UnitTypes& typesOf(UnitCoding coding)
+{
+    switch (coding) {
+    case UnitCoding::avc:
+        return avcTypes;
+    case UnitCoding::hevc:
+        return hevcTypes;
+    case UnitCoding::vvc:
+        break;
+    }
+    return vvcTypes;
+}
+
+bool isIn(const TypeRange& range, unsigned type)
+{
+    return type >= range.first && type <= range.last;
+}
+
+bool isIn(const TypeRanges& ranges, unsigned type)
+{
+    return std::ranges::any_of(ranges, [type](const TypeRange& each) { return isIn(each, type); });
+}
+
+// H.264, 7.3.1; H.265, 7.3.1.2; H.266, 7.3.1.2. Nothing for a unit that is not even a header.
+std::optional<unsigned> typeOf(UnitCoding coding, ByteSource& source, ByteRange unit)
+{
+    const std::uint64_t headBytes = typesOf(coding).headBytes;
+    if (unit.length < headBytes)
+        return std::nullopt;
+    const auto head = source.view(unit.offset, static_cast<std::size_t>(headBytes));
+    if (!head.ok())
+        return std::nullopt;
+    switch (coding) {
+    case UnitCoding::avc:
+        return head.value()[0] & 0x1FU;
+    case UnitCoding::hevc:
+        return head.value()[0] >> 1 & 0x3FU;
+    case UnitCoding::vvc:
+        break;
+    }
+    return head.value()[1] >> 3U;
+}
+
+bool isDisplaySEI(ByteSource& source, ByteRange unit, std::uint64_t headBytes)
 {
     if (unit.length <= headBytes || unit.length > limits::messageBytes)
-        return BlockKind::text;
+        return false;
     const auto bytes = source.copyOf(unit);
-    if (!bytes.ok())
-        return BlockKind::text;
-    return isDisplayPayload(ByteSpan(bytes.value()).subspan(headBytes)) ? BlockKind::pixels
-                                                                        : BlockKind::text;
+    return bytes.ok() && isDisplayPayload(ByteSpan(bytes.value()).subspan(headBytes));
 }
 
-// H.265, table 7-1. Decoders pass over what is reserved or unspecified.
-BlockKind kindOfHEVCUnit(ByteSource& source, ByteRange unit, Byte head)
+BlockKind kindOfUnit(UnitCoding coding, ByteSource& source, ByteRange unit)
 {
-    const unsigned type = head >> 1 & 0x3F;
-    if (type == 39 || type == 40)
-        return kindOfSEI(source, unit, 2);
-    return type <= 34 ? BlockKind::pixels : BlockKind::filler;
-}
-
-// H.264, table 7-1.
-BlockKind kindOfAVCUnit(ByteSource& source, ByteRange unit, Byte head)
-{
-    const unsigned type = head & 0x1F;
-    if (type == 6)
-        return kindOfSEI(source, unit, 1);
-    const bool isNeeded =
-        (type >= 1 && type <= 8) || type == 13 || type == 15 || (type >= 19 && type <= 21);
-    return isNeeded || type == 14 ? BlockKind::pixels : BlockKind::filler;
+    const UnitTypes& types = typesOf(coding);
+    const std::optional<unsigned> type = typeOf(coding, source, unit);
+    if (!type)
+        return BlockKind::filler;
+    if (isIn(types.messages, *type))
+        return isDisplaySEI(source, unit, types.headBytes) ? BlockKind::pixels : BlockKind::text;
+    return isIn(types.slices, *type) || isIn(types.parameters, *type) ? BlockKind::pixels
+                                                                      : BlockKind::filler;
 }
 
 Result<std::uint64_t> readLength(ByteCursor& cursor, unsigned lengthBytes)
@@ -109,22 +165,6 @@ Result<std::uint64_t> readLength(ByteCursor& cursor, unsigned lengthBytes)
     for (unsigned index = 0; index < lengthBytes; ++index)
         length = length << 8 | NP_TRY(cursor.u8());
     return length;
-}
-
-template <typename KindOf>
-Result<Blocks> splitUnits(ByteSource& source, unsigned lengthBytes, KindOf kindOf)
-{
-    ByteCursor cursor(source);
-    Blocks blocks;
-    while (!cursor.atEnd()) {
-        const std::uint64_t start = cursor.position();
-        const std::uint64_t length = NP_TRY(readLength(cursor, lengthBytes));
-        const std::optional<Byte> head = cursor.peek();
-        const ByteRange unit = NP_TRY(cursor.skip(length));
-        const BlockKind kind = length > 0 && head ? kindOf(source, unit, *head) : BlockKind::filler;
-        NP_TRY(blocks.add(kind, {start, unit.end() - start}));
-    }
-    return blocks;
 }
 
 // AV1, 4.10.5: seven bits a byte, the lowest first.
@@ -144,17 +184,18 @@ Result<std::uint64_t> readLEB128(ByteCursor& cursor)
 // codes and the private types are not.
 Result<BlockKind> kindOfOBU(unsigned type, ByteCursor payload)
 {
-    constexpr unsigned metadata = 5;
     constexpr unsigned last = 8;
     if (type == 0 || type > last)
         return BlockKind::filler;
-    if (type != metadata)
+    if (type != obu::metadata)
         return BlockKind::pixels;
     const std::uint64_t what = NP_TRY(readLEB128(payload));
     return what >= 1 && what <= 3 ? BlockKind::pixels : BlockKind::text;
 }
 
-Result<Done> addOBU(ByteCursor& cursor, Blocks& blocks)
+} // namespace
+
+Result<OBU> readOBU(ByteCursor& cursor)
 {
     const std::uint64_t start = cursor.position();
     const std::uint8_t head = NP_TRY(cursor.u8());
@@ -164,77 +205,53 @@ Result<Done> addOBU(ByteCursor& cursor, Blocks& blocks)
         NP_TRY(cursor.skip(1));
     const std::uint64_t size = (head & 2) != 0 ? NP_TRY(readLEB128(cursor)) : cursor.remaining();
     const ByteCursor payload = NP_TRY(cursor.sub(size));
-    const BlockKind kind = NP_TRY(kindOfOBU(head >> 3 & 0xF, payload));
-    return blocks.add(kind, {start, cursor.position() - start});
+    const unsigned type = head >> 3 & 0xF;
+    const BlockKind kind = NP_TRY(kindOfOBU(type, payload));
+    return OBU{type, kind, {start, cursor.position() - start}};
 }
 
-// Copies the array's units that are needed. False when there is none.
-Result<bool> copyArray(ByteSource& source, ByteCursor& cursor, Bytes& out)
+bool isForConfiguration(UnitCoding coding, ByteSource& source, ByteRange unit)
 {
-    const std::uint8_t head = NP_TRY(cursor.u8());
-    const std::uint16_t count = NP_TRY(cursor.u16());
-    std::uint16_t kept = 0;
-    Bytes units;
-    for (std::uint16_t index = 0; index < count; ++index) {
-        const std::uint16_t length = NP_TRY(cursor.u16());
-        const std::optional<Byte> unitHead = cursor.peek();
-        const ByteRange unit = NP_TRY(cursor.skip(length));
-        if (length == 0 || kindOfHEVCUnit(source, unit, *unitHead) != BlockKind::pixels)
-            continue;
-        append16(units, length, ByteOrder::big);
-        append(units, NP_TRY(source.copyOf(unit)));
-        ++kept;
-    }
-    if (kept == 0)
+    const UnitTypes& types = typesOf(coding);
+    const std::optional<unsigned> type = typeOf(coding, source, unit);
+    if (!type)
         return false;
-    out.push_back(head);
-    append16(out, kept, ByteOrder::big);
-    append(out, units);
-    return true;
+    return isIn(types.parameters, *type) ||
+           (isIn(types.messages, *type) && isDisplaySEI(source, unit, types.headBytes));
 }
-
-} // namespace
 
 bool isDisplaySEI(ByteSpan unit)
 {
-    constexpr std::size_t headBytes = 2;
-    const unsigned type = unit.empty() ? 0 : unit[0] >> 1 & 0x3F;
-    return (type == 39 || type == 40) && unit.size() > headBytes &&
-           isDisplayPayload(unit.subspan(headBytes));
+    MemorySource source(unit);
+    const std::optional<unsigned> type = typeOf(UnitCoding::hevc, source, {0, unit.size()});
+    return type && isIn(hevcTypes.messages, *type) &&
+           isDisplaySEI(source, {0, unit.size()}, hevcTypes.headBytes);
 }
 
-Result<Blocks> splitHEVC(ByteSource& source, unsigned lengthBytes)
+Result<Blocks> splitUnits(ByteSource& source, UnitCoding coding, unsigned lengthBytes)
 {
-    return splitUnits(source, lengthBytes, kindOfHEVCUnit);
-}
-
-Result<Blocks> splitAVC(ByteSource& source, unsigned lengthBytes)
-{
-    return splitUnits(source, lengthBytes, kindOfAVCUnit);
+    ByteCursor cursor(source);
+    Blocks blocks;
+    while (cursor.remaining() >= lengthBytes) {
+        const std::uint64_t start = cursor.position();
+        const std::uint64_t length = NP_TRY(readLength(cursor, lengthBytes));
+        const ByteRange unit = NP_TRY(cursor.skip(length));
+        NP_TRY(blocks.add(kindOfUnit(coding, source, unit), {start, unit.end() - start}));
+    }
+    // No unit begins there, so whoever shows the picture passes over it.
+    NP_TRY(blocks.add(BlockKind::filler, cursor.rest()));
+    return blocks;
 }
 
 Result<Blocks> splitAV1(ByteSource& source)
 {
     ByteCursor cursor(source);
     Blocks blocks;
-    while (!cursor.atEnd())
-        NP_TRY(addOBU(cursor, blocks));
-    return blocks;
-}
-
-Result<Bytes> cleanHEVCConfiguration(ByteSource& source)
-{
-    constexpr std::uint64_t fixedBytes = 22;
-    ByteCursor cursor(source);
-    Bytes out = NP_TRY(cursor.bytes(fixedBytes));
-    const std::size_t countPlace = out.size();
-    const std::uint8_t count = NP_TRY(cursor.u8());
-    out.push_back(0);
-    for (std::uint8_t index = 0; index < count; ++index) {
-        if (NP_TRY(copyArray(source, cursor, out)))
-            ++out[countPlace];
+    while (!cursor.atEnd()) {
+        const OBU unit = NP_TRY(readOBU(cursor));
+        NP_TRY(blocks.add(unit.kind, unit.whole));
     }
-    return out;
+    return blocks;
 }
 
 } // namespace nullprint::image

@@ -3,23 +3,38 @@
 #pragma once
 
 #include "engine/image/Blocks.h"
+#include "engine/support/ByteCursor.h"
 
 namespace nullprint::image {
 
-// NAL units, each behind its length in `lengthBytes` bytes (1, 2 or 4). ISO/IEC 14496-15.
-// User data, which encoders fill with their name and settings, is `text`; padding is `filler`.
-Result<Blocks> splitHEVC(ByteSource& source, unsigned lengthBytes);
-Result<Blocks> splitAVC(ByteSource& source, unsigned lengthBytes);
+// Codings whose data are NAL units.
+enum class UnitCoding : std::uint8_t { avc, hevc, vvc };
 
-// Open bitstream units. AV1 Bitstream & Decoding Process, 5.3.
-Result<Blocks> splitAV1(ByteSource& source);
+// NAL units, each behind its length in `lengthBytes` bytes (1 to 4). ISO/IEC 14496-15. User data,
+// which encoders fill with their name and settings, is `text`; padding is `filler`, and so is an
+// end that is too short for a length. Fails on a unit that is longer than what is there.
+Result<Blocks> splitUnits(ByteSource& source, UnitCoding coding, unsigned lengthBytes);
 
-// An HEVC decoder's configuration without the units that `splitHEVC` does not call pixels; as it
-// is when it has none. Fails when it is damaged. ISO/IEC 14496-15, 8.3.3.1.
-Result<Bytes> cleanHEVCConfiguration(ByteSource& source);
+// Whether a NAL unit may stand in a decoder's configuration of the copy: a set of parameters, or
+// supplemental information that says how to show the picture, and nothing else.
+bool isForConfiguration(UnitCoding coding, ByteSource& source, ByteRange unit);
 
-// Whether an HEVC NAL unit from its header on is supplemental information that says how to show
-// the picture, and nothing else.
+// Whether an HEVC NAL unit from its header on is such supplemental information.
 bool isDisplaySEI(ByteSpan unit);
+
+namespace obu {
+inline constexpr unsigned sequenceHeader = 1;
+inline constexpr unsigned metadata = 5;
+} // namespace obu
+
+// An open bitstream unit. AV1 Bitstream & Decoding Process, 5.3.
+struct OBU {
+    unsigned type;
+    BlockKind kind;
+    ByteRange whole;
+};
+
+Result<OBU> readOBU(ByteCursor& cursor);
+Result<Blocks> splitAV1(ByteSource& source);
 
 } // namespace nullprint::image

@@ -1,7 +1,8 @@
 #include "engine/image/HEIFData.h"
 
-#include "engine/image/CodedPicture.h"
+#include "engine/image/CleaningPolicy.h"
 #include "engine/image/JPEG.h"
+#include "engine/image/JPEG2000.h"
 
 #include <algorithm>
 
@@ -95,53 +96,63 @@ bool isDerivation(std::uint32_t type)
     return type == fourCC("grid") || type == fourCC("iovl") || type == fourCC("iden");
 }
 
+constexpr std::array unitRows{
+    PictureData::UnitRow{fourCC("hvc1"), UnitCoding::hevc, fourCC("hvcC"), 21, 0}, // 8.3.3.1
+    PictureData::UnitRow{fourCC("avc1"), UnitCoding::avc, fourCC("avcC"), 4, 0},   // 5.3.3.1
+    PictureData::UnitRow{fourCC("vvc1"), UnitCoding::vvc, fourCC("vvcC"), 4, 1},   // 11.2.4.2
+};
+
 } // namespace
 
-// 14496-15: how long the lengths of NAL units are, from a byte of the decoder's configuration.
-Result<unsigned> PictureData::lengthBytes(const Box* configuration, std::uint64_t place)
+// 14496-15: how long the lengths of NAL units are, from two bits of the decoder's configuration.
+Result<unsigned> PictureData::lengthBytes(const Item& item, const UnitRow& row)
 {
-    if (configuration == nullptr || configuration->content.length <= place)
-        return Error{"a coded picture without its configuration"};
-    const std::uint64_t offset = configuration->content.offset + place;
+    const Box* configuration = items.property(item, row.configuration);
+    if (configuration == nullptr || configuration->content.length <= row.lengthPlace)
+        return Error{"a coded picture without its configuration", item.id};
+    const std::uint64_t offset = configuration->content.offset + row.lengthPlace;
     const auto known = lengths.find(offset);
     if (known != lengths.end())
         return known->second;
     const ByteSpan byte = NP_TRY(source.view(offset, 1));
-    const unsigned bytes = 1U + (byte[0] & 3);
+    const unsigned bytes = 1U + (unsigned{byte[0]} >> row.lengthShift & 3U);
     lengths.emplace(offset, bytes);
     return bytes;
 }
 
-Result<Blocks> PictureData::splitCoded(ItemSource& data, const Item& item)
+// Where layers are told apart by their sizes, nothing of them can go.
+Result<Blocks> PictureData::splitLayers(ItemSource& data, const Item& item)
 {
-    switch (item.type) {
-    case fourCC("hvc1"):
-        return splitHEVC(data, NP_TRY(lengthBytes(items.property(item, fourCC("hvcC")), 21)));
-    case fourCC("avc1"):
-        return splitAVC(data, NP_TRY(lengthBytes(items.property(item, fourCC("avcC")), 4)));
-    case fourCC("av01"):
-        // Where layers are told apart by their sizes, those must not change.
-        if (items.property(item, fourCC("a1lx")) == nullptr)
-            return splitAV1(data);
-        [[fallthrough]];
-    default:
-        return Error{"a coding without units"};
-    }
+    const Blocks units = NP_TRY(splitAV1(data));
+    const bool isBound = items.property(item, fourCC("a1lx")) != nullptr;
+    if (isBound && !std::ranges::all_of(units, isKept, &Block::kind))
+        return Error{"layers with user data", item.id};
+    return units;
 }
 
 Result<Blocks> PictureData::splitData(ItemSource& data, const Item& item)
 {
     if (isDerivation(item.type))
         return splitDerivation(data, items, item);
-    if (item.type == fourCC("jpeg"))
+    const auto* row = std::ranges::find(unitRows, item.type, &UnitRow::type);
+    if (row != unitRows.end())
+        return splitUnits(data, row->coding, NP_TRY(lengthBytes(item, *row)));
+    switch (item.type) {
+    case fourCC("jpeg"):
+        // A search for markers would put many pieces together again and again.
+        if (item.data.size() != 1)
+            return Error{"a JPEG item in pieces", item.id};
         return splitJPEG(data);
-    auto units = splitCoded(data, item);
-    if (units.ok())
-        return units;
-    // Not in units, or in damaged ones: whether that can be decoded is not known here.
-    Blocks all;
-    NP_TRY(all.add(BlockKind::pixels, {0, data.size()}));
-    return all;
+    case fourCC("av01"):
+        return splitLayers(data, item);
+    case fourCC("j2k1"):
+        return splitCodestream(data);
+    default:
+        break;
+    }
+    Blocks samples; // Uncompressed, or compressed by themselves.
+    NP_TRY(samples.add(BlockKind::pixels, {0, data.size()}));
+    return samples;
 }
 
 Result<std::vector<Block>> PictureData::split(const Item& item)
@@ -159,7 +170,7 @@ Result<std::vector<Block>> PictureData::split(const Item& item)
 PictureData::Key PictureData::keyOf(const Item& item) const
 {
     std::uint64_t variant = 0;
-    for (const auto type : {fourCC("hvcC"), fourCC("avcC"), fourCC("a1lx")}) {
+    for (const auto type : {fourCC("hvcC"), fourCC("avcC"), fourCC("vvcC"), fourCC("a1lx")}) {
         const Box* configuration = items.property(item, type);
         if (configuration != nullptr)
             variant = configuration->whole.offset;

@@ -1,7 +1,7 @@
 // The data of one item of an HEIF file, as if it stood in one piece.
 #pragma once
 
-#include "engine/image/Blocks.h"
+#include "engine/image/CodedPicture.h"
 #include "engine/image/HEIFItems.h"
 
 #include <map>
@@ -40,14 +40,23 @@ public:
         std::vector<Block> blocks;
     };
 
+    // Items of NAL units: the property and the place in it that say how long their lengths are.
+    struct UnitRow {
+        std::uint32_t type;
+        UnitCoding coding;
+        std::uint32_t configuration;
+        std::uint64_t lengthPlace;
+        unsigned lengthShift;
+    };
+
     PictureData(ByteSource& source, const HEIFItems& items)
         : source(source)
         , items(items)
     {
     }
 
-    // Yields the number of the item's run. Fails on a derivation that is cut short, on a damaged
-    // JPEG, and on runs that overlap to more than the file.
+    // Yields the number of the item's run. Fails on a derivation that is cut short, on data that
+    // does not consist of what its coding says, and on runs that overlap to more than the file.
     Result<std::size_t> add(const Item& item);
 
     const std::vector<Run>& runs() const { return all; }
@@ -62,8 +71,8 @@ private:
     Key keyOf(const Item& item) const;
     Result<std::vector<Block>> split(const Item& item);
     Result<Blocks> splitData(ItemSource& data, const Item& item);
-    Result<Blocks> splitCoded(ItemSource& data, const Item& item);
-    Result<unsigned> lengthBytes(const Box* configuration, std::uint64_t place);
+    Result<Blocks> splitLayers(ItemSource& data, const Item& item);
+    Result<unsigned> lengthBytes(const Item& item, const UnitRow& row);
 
     ByteSource& source;
     const HEIFItems& items;

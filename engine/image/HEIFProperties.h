@@ -19,8 +19,9 @@ PropertyFate fateOf(ByteSource& source, const Box& property, bool isEssential);
 // Whether an "auxC" property says that the picture is another's alpha plane.
 bool isAlphaProperty(ByteSource& source, const Box& property);
 
-// The content of a kept property as it stands in the copy: without user data in it, and without
-// anything behind its fields. Nothing when it is the original's.
-std::optional<Bytes> freshContent(ByteSource& source, const Box& property);
+// The content of a property as it stands in the copy: its fields, without user data in them and
+// without anything behind them. Empty when the copy does not have the property. Fails when the
+// property is damaged or of another version.
+Result<Bytes> freshContent(ByteSource& source, const Box& property);
 
 } // namespace nullprint::image

@@ -72,8 +72,6 @@ struct Body {
 // A JPEG has metadata of its own inside, and rules for what stays.
 Result<OutputPlan> planJPEG(ByteSource& source, const HEIFItems& items, const Item& item)
 {
-    if (item.data.size() != 1)
-        return Error{"a JPEG item in pieces", item.id};
     if (items.property(item, fourCC("jpgC")) != nullptr)
         return Error{"a JPEG item with its tables elsewhere", item.id};
     PartSource part(source, item.data[0]);
@@ -139,6 +137,7 @@ public:
     Result<OutputPlan> plan(std::uint64_t start)
     {
         NP_TRY(gather());
+        NP_TRY(cleanProperties());
         const OutputPlan before = planBefore();
         const OutputPlan after = planAfter();
         const std::uint64_t metaBytes =
@@ -301,50 +300,45 @@ private:
             appendBox(out, fourCC("iref"), content);
     }
 
-    // The number of each property in the copy, by its number in the original; 0 for none. The order
-    // stays: some readers go by it.
-    std::vector<std::uint16_t> numberProperties() const
+    // The order stays: some readers go by it.
+    Result<Done> cleanProperties()
     {
         std::vector<bool> isUsed(items.properties.size() + 1);
         for (const Payload& payload : payloads) {
             for (const Association& each : payload.item->properties)
                 isUsed[each.index] = true;
         }
-        std::vector<std::uint16_t> numbers(isUsed.size());
-        std::uint16_t count = 0;
+        numbers.resize(isUsed.size());
         for (std::size_t index = 1; index < isUsed.size(); ++index) {
-            if (isUsed[index] &&
-                fateOf(source, items.properties[index - 1], false) == PropertyFate::kept)
-                numbers[index] = ++count;
+            if (!isUsed[index])
+                continue;
+            const Box& property = items.properties[index - 1];
+            Bytes content = NP_TRY(freshContent(source, property));
+            if (content.empty())
+                continue;
+            properties.emplace_back(property.type, std::move(content));
+            numbers[index] = static_cast<std::uint16_t>(properties.size());
         }
-        return numbers;
+        return Done{};
     }
 
     void writeProperties(OutputPlan& out) const // 23008-12, 9.3
     {
-        const std::vector<std::uint16_t> numbers = numberProperties();
         OutputPlan container;
-        for (std::size_t index = 1; index < numbers.size(); ++index) {
-            if (numbers[index] != 0)
-                writeProperty(container, items.properties[index - 1]);
+        for (const auto& [type, fresh] : properties) {
+            OutputPlan content;
+            content.write(fresh);
+            appendBox(container, type, content);
         }
         OutputPlan content;
         appendBox(content, fourCC("ipco"), container);
-        appendBox(content, fourCC("ipma"), planAssociations(numbers));
+        appendBox(content, fourCC("ipma"), planAssociations());
         appendBox(out, fourCC("iprp"), content);
     }
 
-    void writeProperty(OutputPlan& out, const Box& property) const
+    OutputPlan planAssociations() const
     {
-        OutputPlan content;
-        const std::optional<Bytes> fresh = freshContent(source, property);
-        fresh ? content.write(*fresh) : content.copy(property.content);
-        appendBox(out, property.type, content);
-    }
-
-    OutputPlan planAssociations(const std::vector<std::uint16_t>& numbers) const
-    {
-        const bool hasWideIndex = std::ranges::max(numbers) > 0x7F;
+        const bool hasWideIndex = properties.size() > 0x7F;
         const unsigned top = hasWideIndex ? 0x8000 : 0x80;
         OutputPlan content = fullBoxHead(isWide ? 1 : 0, hasWideIndex ? 1 : 0);
         append32(content, payloads.size());
@@ -400,7 +394,10 @@ private:
     const Selection& selection;
     const bool isWide; // 32-bit identifiers.
     std::vector<Body> bodies;
-    std::vector<Payload> payloads; // Ordered by identifier.
+    std::vector<Payload> payloads;                           // Ordered by identifier.
+    std::vector<std::pair<std::uint32_t, Bytes>> properties; // Types and contents in the copy.
+    // Each property's number in the copy, by its number in the original; 0 for none.
+    std::vector<std::uint16_t> numbers;
     std::vector<Body*> inMdat;
     std::uint64_t mdatBytes = 0;
     bool hasLongOffsets = false; // 64-bit offsets.
