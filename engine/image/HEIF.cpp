@@ -5,22 +5,54 @@
 #include "engine/image/EXIF.h"
 #include "engine/image/HEIFData.h"
 #include "engine/image/HEIFWriter.h"
+#include "engine/image/IPTC.h"
 
 #include <algorithm>
 
 namespace nullprint::image {
 namespace {
 
-constexpr std::array brands{
-    fourCC("mif1"), fourCC("mif2"), fourCC("mif3"), fourCC("msf1"), fourCC("heic"), fourCC("heix"),
-    fourCC("heim"), fourCC("heis"), fourCC("hevc"), fourCC("hevx"), fourCC("hevm"), fourCC("hevs"),
-    fourCC("avif"), fourCC("avis"), fourCC("avci"), fourCC("avcs"), fourCC("jpeg"), fourCC("jpgs"),
-    fourCC("j2ki"), fourCC("vvic"), fourCC("vvis"), fourCC("unif"), fourCC("1pic"), fourCC("miaf"),
+constexpr std::array pictureBrands{
+    fourCC("mif1"),
+    fourCC("mif2"),
+    fourCC("mif3"),
+    fourCC("heic"),
+    fourCC("heix"),
+    fourCC("heim"),
+    fourCC("heis"),
+    fourCC("avif"),
+    fourCC("avci"),
+    fourCC("jpeg"),
+    fourCC("j2ki"),
+    fourCC("vvic"),
+    fourCC("unif"),
+    fourCC("1pic"),
+    fourCC("miaf"),
 };
+
+// Brands of pictures in a row, which are tracks.
+constexpr std::array sequenceBrands{
+    fourCC("msf1"),
+    fourCC("hevc"),
+    fourCC("hevx"),
+    fourCC("hevm"),
+    fourCC("hevs"),
+    fourCC("avis"),
+    fourCC("avcs"),
+    fourCC("jpgs"),
+    fourCC("j2is"),
+    fourCC("vvis"),
+    fourCC("vvcs"),
+};
+
+template <typename Range> bool isIn(const Range& range, std::uint32_t value)
+{
+    return std::ranges::find(range, value) != range.end();
+}
 
 bool isBrand(std::uint32_t brand)
 {
-    return std::ranges::find(brands, brand) != brands.end();
+    return isIn(pictureBrands, brand) || isIn(sequenceBrands, brand);
 }
 
 bool hasSignature(ByteSpan head)
@@ -57,6 +89,16 @@ Result<Done> checkHeader(ByteSource& source)
     return isPicture ? Result<Done>(Done{}) : Error{"HEIF without a picture"};
 }
 
+// 23008-12, clause 10: what a file is, first of all, is its major brand. Of a sequence, the picture
+// beside it is a cover, and a copy of that alone would lose the rest.
+Result<Done> checkIsNoSequence(ByteSource& source, const HEIFFile& file)
+{
+    const std::uint32_t major = NP_TRY(ByteCursor(source, file.brands).u32());
+    return file.hasTracks && isIn(sequenceBrands, major)
+               ? Error{"a sequence of pictures", file.brands.offset}
+               : Result<Done>(Done{});
+}
+
 // A file that has been read to its end and whose pictures are all there.
 struct Contents {
     HEIFFile file;
@@ -68,6 +110,7 @@ Result<Contents> readContents(ByteSource& source)
 {
     Contents contents;
     NP_TRY(readHEIFFile(source, contents.file));
+    NP_TRY(checkIsNoSequence(source, contents.file));
     if (!contents.file.meta)
         return Error{"HEIF without items"};
     NP_TRY(readHEIFItems(source, *contents.file.meta, contents.items));
@@ -122,8 +165,30 @@ About subjectOf(const HEIFItems& items, const Item& item)
     return about;
 }
 
-// The Exif that describes the primary picture; where none says so, the Exif that describes nothing
-// in particular, and then any: a file that is wired wrongly still gives it away.
+// IIM datasets by themselves.
+void readIPTCItem(ByteSource& item, Properties& properties)
+{
+    const auto stream = item.copyOf({0, item.size()});
+    if (stream.ok())
+        readIIM(stream.value(), properties);
+}
+
+// The items of a type that describe the primary picture; where none says so, those that describe
+// nothing in particular, and then any: a file that is wired wrongly still gives them away.
+std::vector<const Item*> metadataOf(const HEIFItems& items, std::uint32_t type)
+{
+    std::map<About, std::vector<const Item*>> found;
+    for (const Item& item : items.items) {
+        if (item.type == type)
+            found[subjectOf(items, item)].push_back(&item);
+    }
+    if (found.empty())
+        return {};
+    std::vector<const Item*> first = std::move(found.begin()->second);
+    first.resize(std::min(first.size(), limits::metadataItems));
+    return first;
+}
+
 Properties readProperties(ByteSource& source, std::uint32_t)
 {
     Properties properties;
@@ -132,18 +197,13 @@ Properties readProperties(ByteSource& source, std::uint32_t)
     static_cast<void>(readHEIFFile(source, file).ok()); // What stands before damage is told.
     if (file.meta)
         static_cast<void>(readHEIFItems(source, *file.meta, items).ok());
-    std::vector<std::pair<About, const Item*>> found;
-    for (const Item& item : items.items) {
-        if (item.type == fourCC("Exif"))
-            found.emplace_back(subjectOf(items, item), &item);
-    }
-    std::ranges::stable_sort(found, {}, [](const auto& each) { return each.first; });
-    found.resize(std::min(found.size(), limits::exifItems));
-    for (const auto& [about, item] : found) {
-        if (about != found.front().first)
-            break;
+    for (const Item* item : metadataOf(items, fourCC("Exif"))) {
         ItemSource data(source, item->data);
         readEXIFItem(data, properties);
+    }
+    for (const Item* item : metadataOf(items, fourCC("iptc"))) {
+        ItemSource data(source, item->data);
+        readIPTCItem(data, properties);
     }
     return properties;
 }
@@ -161,6 +221,8 @@ BlockKind kindOf(const Item& item)
         return BlockKind::extraImage;
     if (item.type == fourCC("Exif"))
         return BlockKind::exif;
+    if (item.type == fourCC("iptc"))
+        return BlockKind::iptc;
     return item.type == fourCC("mime") ? BlockKind::xmp : BlockKind::application;
 }
 

@@ -101,8 +101,8 @@ inline constexpr std::uint64_t auxiliaryBytes = 256;
 // of these has about 100 bytes.
 inline constexpr std::uint64_t messageBytes = 4096;
 
-// How many Exif items of one HEIF file are looked into. A picture has one.
-inline constexpr std::size_t exifItems = 16;
+// How many Exif and how many IPTC items of one HEIF file are looked into. A picture has one.
+inline constexpr std::size_t metadataItems = 16;
 
 // How deep the tree of a PDF's pages may be. Balanced trees of a million pages have ten levels.
 inline constexpr std::size_t pageTreeDepth = 1000;
