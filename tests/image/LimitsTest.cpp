@@ -390,16 +390,16 @@ TEST(Limits, brandsOfAnHEIF)
     }
 }
 
-TEST(Limits, exifItemsOfAnHEIF)
+TEST(Limits, metadataItemsOfAnHEIF)
 {
-    for (const std::size_t before : {limits::exifItems - 1, limits::exifItems}) {
+    for (const std::size_t before : {limits::metadataItems - 1, limits::metadataItems}) {
         HEIFBuilder built = onePicture();
         for (std::uint32_t id = 2; id < 2 + before; ++id)
             built.items.push_back({.id = id, .type = "Exif", .data = Bytes(4)});
         const auto last = static_cast<std::uint32_t>(2 + before);
         built.items.push_back({.id = last, .type = "Exif", .data = heif::exifItem(0)});
         const bool isTold = propertiesOf(built.build()).count(Group::tiff) > 0;
-        EXPECT_EQ(isTold, before < limits::exifItems);
+        EXPECT_EQ(isTold, before < limits::metadataItems);
         EXPECT_FALSE(holds(mustClean(built.build()), "secret"));
     }
 }

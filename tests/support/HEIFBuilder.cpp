@@ -2,6 +2,9 @@
 
 #include "engine/image/EXIF.h"
 #include "tests/support/EXIFBuilder.h"
+#include "tests/support/Pictures.h"
+
+#include <gtest/gtest.h>
 
 namespace nullprint::tests::heif {
 namespace {
@@ -304,6 +307,24 @@ Bytes HEIFBuilder::build() const
     append(out, isMetaLast ? meta(dataStart) : mdat);
     append(out, after);
     return out;
+}
+
+Bytes bytesOf(std::string_view text)
+{
+    return Bytes(text.begin(), text.end());
+}
+
+void expectClean(const Bytes& picture)
+{
+    expectPromises(picture);
+    EXPECT_FALSE(holds(mustClean(picture), "secret"));
+}
+
+void expectRefused(const HEIFBuilder& built)
+{
+    const auto copy = cleaned(built.build());
+    EXPECT_FALSE(copy.ok());
+    EXPECT_NE(frameCount(onePicture().build()), 0U); // The builder makes pictures.
 }
 
 HEIFBuilder onePicture()

@@ -87,6 +87,14 @@ private:
     void identifier(Bytes& out, std::uint32_t id) const;
 };
 
+Bytes bytesOf(std::string_view text);
+
+// That the copy keeps what every format promises and does not hold the word "secret".
+void expectClean(const Bytes& picture);
+
+// That there is no copy.
+void expectRefused(const HEIFBuilder& built);
+
 // One picture with a configuration and a size, and nothing else. Its data is `unit(20, "pixels")`.
 HEIFBuilder onePicture();
 
