@@ -541,19 +541,6 @@ TEST(HEIF, walksWhatAPictureIsMadeOfOnce)
     }
 }
 
-TEST(HEIF, asksOnceWhetherAPictureIsAlpha)
-{
-    HEIFBuilder built = onePicture();
-    built.hasWideIndex = true;
-    built.items.push_back(built.items[0]);
-    built.items[1].id = 2;
-    for (unsigned index = 0; index < 250; ++index)
-        built.items[1].properties.push_back(
-            built.property("auxC", auxiliary("urn:mpeg:hevc:2015:auxid:2")));
-    built.references.assign(50000, {"auxl", 2, {}});
-    EXPECT_FALSE(mustClean(built.build()).empty());
-}
-
 TEST(HEIF, isNotEveryFileOfBoxes)
 {
     const auto opens = [](const Bytes& file) {
