@@ -211,9 +211,12 @@ class Names(ScratchTest):
             name = f"a.{kind}"
             with os.fdopen(os.open(name, os.O_WRONLY | os.O_CREAT, dir_fd=here), "wb") as file:
                 file.write(self.samples[kind])
-            self.expect_nothing_told(kind, name, cwd=None, preexec_fn=lambda: os.fchdir(here))
-            self.assertEqual(os.listdir(here), [name])
-            os.unlink(name, dir_fd=here)
+            entry = self.entry(name, cwd=None, preexec_fn=lambda: os.fchdir(here))
+            copy = f"a (scrubbed).{kind}"
+            self.assertEqual(entry, ("CLEANED", f"-> /proc/self/cwd/{copy}".encode()))
+            self.assertEqual(sorted(os.listdir(here)), [copy, name])
+            for each in (copy, name):
+                os.unlink(each, dir_fd=here)
 
     def test_a_folder_that_is_gone(self):
         gone = self.root / "gone"
