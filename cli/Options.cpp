@@ -48,8 +48,7 @@ void mentionWhatIsMissing(const Files& files)
         return fileTypeOf(FileURL::fromPath(file)).kind == FileKind::pdf;
     };
     if (std::ranges::any_of(files, isPDF) && !pdf::canOpenDocuments())
-        std::fputs("Nullprint: this installation lacks nullprint-pdf, without which no PDF can be "
-                   "opened.\n",
+        std::fputs("Nullprint: cannot find nullprint-pdf, without which no PDF can be opened.\n",
                    stderr);
 }
 

@@ -15,7 +15,7 @@ import time
 import unittest
 import zlib
 
-from scratch import PDF_WORKER, ScratchTest, preloadable
+from scratch import NO_WORKER, PDF_WORKER, ScratchTest, preloadable
 
 FAULTY_WRITES = preloadable(os.environ["NP_FAULTY_WRITES"])
 COPY = "letter (scrubbed).pdf"
@@ -128,7 +128,7 @@ class Documents(ScratchTest):
 
     def test_without_the_worker_no_document_opens(self):
         (self.root / PDF_WORKER).unlink()
-        self.assertEqual(self.entry("letter.pdf"), UNOPENABLE)
+        self.assertEqual(self.entry("letter.pdf", complaint=NO_WORKER), UNOPENABLE)
         self.expect_nothing_new()
 
     def test_the_worker_is_found_where_it_is_installed(self):

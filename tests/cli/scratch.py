@@ -14,6 +14,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 PROGRAM = pathlib.Path(os.environ["NULLPRINT"]).resolve()
 PDF_WORKER = "nullprint-pdf"  # Stands beside the program.
 SECONDS = 60
+NO_WORKER = b"Nullprint: cannot find nullprint-pdf, without which no PDF can be opened.\n"
 
 
 def png_chunk(kind, data):
@@ -55,12 +56,12 @@ class ScratchTest(unittest.TestCase):
         shutil.copy(PROGRAM, self.program)
         shutil.copy(PROGRAM.with_name(PDF_WORKER), self.root)
 
-    def run_program(self, *arguments, **options):
-        """Runs it in the folder. Standard error must stay empty."""
+    def run_program(self, *arguments, complaint=b"", **options):
+        """Runs it in the folder. Standard error must have the complaint, if any, and nothing else."""
         options = {"cwd": self.folder, "timeout": SECONDS, "stdin": subprocess.DEVNULL, **options}
         run = subprocess.run([self.program, *arguments], capture_output=True, check=False, **options)
         if run.returncode >= 0:
-            self.assertEqual(run.stderr, b"")
+            self.assertEqual(run.stderr, complaint)
         return run
 
     def names(self):
