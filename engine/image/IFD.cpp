@@ -174,7 +174,7 @@ Result<Done> IFDReader::readField(ByteCursor& cursor, Directory& directory) cons
 
 Result<Directory> IFDReader::readDirectory(std::uint64_t offset) const
 {
-    const auto directory = readBeginning(offset);
+    auto directory = readBeginning(offset);
     if (directory.ok() && directory.value().isCut)
         return Error{"directory longer than its file", offset};
     return directory;
