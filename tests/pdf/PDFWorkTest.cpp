@@ -490,6 +490,20 @@ TEST(PDF, givesDamagedPicturesTheEndThatTheyLack)
         has(mustCleanPDF(pageWithPicture("/Filter/DCTDecode", photo)), "\xFF\xD9\nendstream"));
 }
 
+// Nor would cleaning it again keep what says behind the samples what their colours are.
+TEST(PDF, dropsTheColoursOfDamagedPicturesBehindTheirSamples)
+{
+    std::string photo = plantedPhoto();
+    photo.insert(photo.rfind("\xFF\xD9"),
+                 std::string("\xFF\xEE\x00\x0E"
+                             "Adobe\x00\x64\x00\x00\x00\x00\x01",
+                             16));
+    photo.insert(2, "@"); // No JPEG begins like this.
+    const std::string copy = mustCleanPDF(pageWithPicture("/Filter/DCTDecode", photo));
+    EXPECT_FALSE(has(copy, "Adobe"));
+    EXPECT_EQ(mustCleanPDF(copy), copy);
+}
+
 TEST(PDF, leavesDamagedPicturesWithoutMetadata)
 {
     EXPECT_TRUE(has(mustCleanPDF(pageWithPicture("/Filter/DCTDecode", "no picture at all")),

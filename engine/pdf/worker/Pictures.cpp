@@ -37,9 +37,12 @@ Result<image::OutputPlan> planPieces(ByteSource& picture)
         return Error{"a damaged picture with metadata"};
     image::OutputPlan plan;
     ByteRange last;
+    bool sawScan = false; // What colours mean is said before it.
     for (const image::Block& block : NP_TRY(image::splitJPEGStream(picture))) {
-        if (!image::isKept(block.kind))
+        if (!image::isKept(block.kind) ||
+            (sawScan && block.kind == image::BlockKind::colourTransform))
             continue;
+        sawScan = sawScan || block.kind == image::BlockKind::pixels;
         plan.copy(block.range);
         last = block.range;
     }
