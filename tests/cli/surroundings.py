@@ -5,6 +5,7 @@ Wants NULLPRINT, the program.
 """
 import os
 import pty
+import select
 import shutil
 import subprocess
 import time
@@ -90,8 +91,10 @@ class Surroundings(ScratchTest):
         reading, writing = os.pipe()
         os.set_blocking(writing, False)
         run = subprocess.Popen([self.program, "--inspect", *files], cwd=self.folder, stdout=writing)
+        while select.select([], [writing], [], 0)[1]:  # Until the pipe is full.
+            self.assertIsNone(run.poll())
+            time.sleep(0.01)
         os.close(writing)
-        time.sleep(0.5)  # Meanwhile the pipe is full.
         with open(reading, "rb") as pipe:
             printed = pipe.read()
         self.assertEqual(run.wait(timeout=SECONDS), 0)
