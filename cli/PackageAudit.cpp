@@ -110,7 +110,7 @@ std::vector<std::string> auditOfficePackage(const FileURL& url)
     const auto package = PackageReader::open(*file.value());
     if (!package.ok())
         return {};
-    std::uint64_t room = limits::unpackedBytes;
+    std::uint64_t room = limits::unpackedBytes; // What is too large for it is passed over.
     for (const PackagePart& part : package.value().parts()) {
         const std::uint64_t cost =
             part.isDeflated ? std::min(part.sizeBytes, limits::partBytes) : 0;
