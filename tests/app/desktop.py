@@ -22,6 +22,7 @@ PROGRAM = pathlib.Path(os.environ["NULLPRINT"]).resolve()
 NAME = "org.nullprint.Nullprint"
 INSIDE = "NULLPRINT_TEST_FOLDER"
 PATIENCE = int(os.environ.get('NULLPRINT_PATIENCE', '60'))  # Seconds; nothing ever takes that long.
+DOUBLE_CLICK = 0.5  # Seconds; in less than 0.4 the application is told of a double click.
 NEEDED = ["Xvfb", "openbox", "trayer", "xdotool", "xwininfo", "gdbus", "dbus-run-session"]
 
 
@@ -84,6 +85,7 @@ class Desktop:
         self.root = pathlib.Path(os.environ[INSIDE])
         self.tray = tray
         self.processes = []
+        self.next_click = 0
 
     def begin(self):
         """Folders that nobody has used yet, and words for what is started."""
@@ -209,7 +211,10 @@ class Desktop:
         return wait_for(resting, "the icon in the tray")
 
     def click(self, x, y):
+        """A single one, never the second half of a double click."""
+        time.sleep(max(0, self.next_click - time.monotonic()))
         subprocess.run(["xdotool", "mousemove", str(x), str(y), "click", "1"], check=True)
+        self.next_click = time.monotonic() + DOUBLE_CLICK
 
     def key(self, *keys):
         subprocess.run(["xdotool", "key", *keys], check=True)
