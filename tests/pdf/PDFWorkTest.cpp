@@ -326,6 +326,18 @@ TEST(PDF, writesNamesAsTheyAre)
         EXPECT_TRUE(has(copy, kept)) << kept;
 }
 
+// Two readings would make an entry of the second one: “P” is 50.
+TEST(PDF, makesNoNameOfAnotherOne)
+{
+    PDFBuilder document;
+    document.catalogue("/##350ieceInfo<</A##3462##/##35/B 5 0 R>>/X[/###341 /##3 /#]")
+        .object(5, "/##346");
+    const std::string copy = mustCleanPDF(document.packed());
+    for (const char* kept :
+         {"/#2350ieceInfo << /A#23462## /#5 /B 2 0 R >>", "[ /##2341 /##3 /# ]", "\n/#2346\n"})
+        EXPECT_TRUE(has(copy, kept)) << kept;
+}
+
 TEST(PDF, leavesFormFieldsAlone)
 {
     PDFBuilder document;

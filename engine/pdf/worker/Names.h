@@ -1,5 +1,6 @@
-// Names with a number sign in them, such as `A#23B`. The library of Debian 12 reads them right and
-// writes them without the escape, for others to read as something else.
+// Names with a number sign in them, such as `A#23B` or, where it begins no escape, `A##34B`. The
+// library of Debian 12 reads them right and writes them without the escape, for others to read as
+// something else.
 #pragma once
 
 #include "engine/pdf/worker/PDFFile.h"
