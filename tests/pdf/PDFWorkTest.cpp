@@ -92,6 +92,20 @@ TEST(PDF, dropsMetadataWhereverItHangs)
     }
 }
 
+TEST(PDF, dropsMetadataOfACatalogueInTheTrailer)
+{
+    PDFBuilder document;
+    document
+        .trailer("/Root<</Type/Catalog/Pages 2 0 R/PieceInfo<</E<</Private(planted)>>>>"
+                 "/LastModified(planted)/X[<</Metadata 10 0 R>>]/A#23B/A#23C>>")
+        .stream(10, "", std::string(xmp));
+    for (const std::string& file : {document.plain(), document.packed()}) {
+        const std::string copy = mustCleanPDF(file);
+        EXPECT_TRUE(has(copy, "/A#23B /A#23C /Pages")) << copy;
+        EXPECT_TRUE(has(copy, "/X [ << >> ]"));
+    }
+}
+
 TEST(PDF, dropsMetadataStreamsUnderOtherNames)
 {
     PDFBuilder document;

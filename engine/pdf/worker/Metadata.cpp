@@ -321,6 +321,12 @@ bool isOfTheOriginalsStructure(QPDFObjectHandle object)
     return isName(type, "/XRef") || isName(type, "/ObjStm");
 }
 
+// Packed tables have the trailer as their dictionary.
+bool isOf(const QPDFObjectHandle& trailer, QPDFObjectHandle object)
+{
+    return object.isStream() && object.getDict().isSameObjectAs(trailer);
+}
+
 void empty(QPDFObjectHandle stream)
 {
     const auto none = QPDFObjectHandle::newNull();
@@ -360,7 +366,8 @@ void cleanObject(PDFFile& file, const ChosenNames& names, QPDFObjectHandle objec
 void removeMetadata(PDFFile& file)
 {
     QPDFObjectHandle catalogue = file.document.getRoot();
-    cleanTrailer(file.document.getTrailer());
+    const QPDFObjectHandle trailer = file.document.getTrailer();
+    cleanTrailer(trailer);
     cleanCatalogue(catalogue);
     cleanForm(catalogue.getKey("/AcroForm"));
     cleanAnnotations(file);
@@ -368,6 +375,9 @@ void removeMetadata(PDFFile& file)
     const auto objects = file.document.getAllObjects();
     for (const QPDFObjectHandle& object : objects)
         cleanObject(file, names, object);
+    // A damaged or made-up trailer has the catalogue in it.
+    if (std::ranges::none_of(objects, [&](auto object) { return isOf(trailer, object); }))
+        cleanObject(file, names, trailer);
     // By now everything has been taken out of the containers. A damaged document may refer to them.
     for (const QPDFObjectHandle& object : objects) {
         if (isOfTheOriginalsStructure(object))
